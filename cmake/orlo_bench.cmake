@@ -1,0 +1,17 @@
+# bench/NAME_bench.cpp becomes a Google Benchmark program; bench/merge/ holds the generator and the stopwatch of
+# the whole-tool bench that scripts/bench.sh drives.
+
+find_package(benchmark REQUIRED)
+file(GLOB bench_sources CONFIGURE_DEPENDS bench/*_bench.cpp)
+foreach(source IN LISTS bench_sources)
+    get_filename_component(target "${source}" NAME_WE)
+    add_executable(${target} "${source}")
+    target_include_directories(${target} PRIVATE lib)
+    target_link_libraries(${target} PRIVATE orlo orlo_warnings benchmark::benchmark_main)
+endforeach()
+
+foreach(name generate measure)
+    add_executable(merge_${name} bench/merge/${name}.cpp)
+    target_compile_features(merge_${name} PRIVATE cxx_std_20)
+    target_link_libraries(merge_${name} PRIVATE orlo_warnings)
+endforeach()

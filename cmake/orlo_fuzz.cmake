@@ -1,0 +1,23 @@
+# fuzz/NAME_fuzz.cpp defines LLVMFuzzerTestOneInput. With ORLO_FUZZ it becomes a libFuzzer program; otherwise a
+# plain main replays fuzz/corpus/NAME and any crash fails the test.
+
+file(GLOB fuzz_sources CONFIGURE_DEPENDS fuzz/*_fuzz.cpp)
+foreach(source IN LISTS fuzz_sources)
+    get_filename_component(target "${source}" NAME_WE)
+    string(REGEX REPLACE "_fuzz$" "" name "${target}")
+    add_executable(${target} "${source}")
+    target_include_directories(${target} PRIVATE lib)
+    target_link_libraries(${target} PRIVATE orlo orlo_warnings)
+    set(corpus "${PROJECT_SOURCE_DIR}/fuzz/corpus/${name}")
+    if(ORLO_FUZZ)
+        target_link_options(${target} PRIVATE -fsanitize=fuzzer)
+        set(replay ${target} -runs=0 "${corpus}")
+    else()
+        target_sources(${target} PRIVATE fuzz/replay_main.cpp)
+        set(replay ${target} "${corpus}")
+    endif()
+    if(ORLO_TESTS)
+        add_test(NAME "fuzz replay: ${name}" COMMAND ${replay})
+        set_tests_properties("fuzz replay: ${name}" PROPERTIES TIMEOUT 120)
+    endif()
+endforeach()

@@ -1,0 +1,105 @@
+# One GoogleTest program per folder of tests/, the public headers compiled alone, the examples, the layer check
+# and the client of the installed tree.
+
+find_package(GTest REQUIRED)
+find_package(Python3 REQUIRED COMPONENTS Interpreter)
+include(GoogleTest)
+include(wrapped_calls)
+
+# --- support -------------------------------------------------------------------------------------------------
+file(GLOB support_sources CONFIGURE_DEPENDS tests/support/*.cpp)
+if(support_sources)
+    add_library(orlo_test_support STATIC ${support_sources})
+    set(support_scope PUBLIC)
+    target_link_libraries(orlo_test_support PRIVATE orlo_warnings)
+else()
+    add_library(orlo_test_support INTERFACE)
+    set(support_scope INTERFACE)
+endif()
+target_include_directories(orlo_test_support ${support_scope} tests lib include)
+target_compile_features(orlo_test_support ${support_scope} cxx_std_20)
+target_compile_definitions(orlo_test_support ${support_scope}
+    ORLO_SOURCE_DIR="${PROJECT_SOURCE_DIR}" TALLYCSV_BINARY="$<TARGET_FILE:tallycsv>")
+# gtest's INSTANTIATE_TEST_SUITE_P leaves a variadic part empty, which clang 14 still calls an extension.
+target_compile_options(orlo_test_support ${support_scope}
+    $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-zero-variadic-macro-arguments>)
+target_link_libraries(orlo_test_support ${support_scope} GTest::gtest Threads::Threads)
+
+# A --wrap reaches only what is linked into the program itself, so with a shared library the folders that
+# inject faults get a static copy.
+set(wrapped_library orlo)
+if(BUILD_SHARED_LIBS)
+    set(wrapped_library orlo_static_copy)
+    add_library(orlo_static_copy STATIC EXCLUDE_FROM_ALL ${orlo_sources})
+    orlo_configure_library(orlo_static_copy)
+endif()
+
+# --- one program per folder ----------------------------------------------------------------------------------
+file(GLOB_RECURSE test_sources CONFIGURE_DEPENDS RELATIVE "${PROJECT_SOURCE_DIR}/tests" tests/*_test.cpp)
+set(test_folders "")
+foreach(source IN LISTS test_sources)
+    string(REGEX MATCH "^[^/]+/" folder "${source}")
+    string(REPLACE "/" "" folder "${folder}")
+    if(NOT folder)
+        message(FATAL_ERROR "tests/${source}: a test belongs into a folder of tests/")
+    endif()
+    list(APPEND sources_of_${folder} "tests/${source}")
+    list(APPEND test_folders ${folder})
+endforeach()
+list(REMOVE_DUPLICATES test_folders)
+
+foreach(folder IN LISTS test_folders)
+    set(tests orlo_${folder}_tests)
+    add_executable(${tests} ${sources_of_${folder}})
+    if(folder STREQUAL "tool")
+        target_link_libraries(${tests} PRIVATE tallycsv_stages)
+        add_dependencies(${tests} tallycsv)
+    endif()
+    target_link_libraries(${tests} PRIVATE orlo_test_support GTest::gmock GTest::gtest_main orlo_warnings)
+    if(folder IN_LIST ORLO_WRAPPED_FOLDERS AND EXISTS "${PROJECT_SOURCE_DIR}/tests/support/faults.cpp")
+        target_link_libraries(${tests} PRIVATE ${wrapped_library})
+        list(TRANSFORM ORLO_WRAPPED_CALLS PREPEND "LINKER:--wrap=" OUTPUT_VARIABLE wraps)
+        target_link_options(${tests} PRIVATE ${wraps})
+    else()
+        target_link_libraries(${tests} PRIVATE orlo)
+    endif()
+    gtest_discover_tests(${tests} TEST_PREFIX "${folder}: " DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
+        PROPERTIES TIMEOUT 120)
+endforeach()
+
+# --- public headers, each compiled alone (and twice, which proves its guard) ----------------------------------
+file(GLOB_RECURSE public_headers CONFIGURE_DEPENDS RELATIVE "${PROJECT_SOURCE_DIR}/include" include/*.h)
+set(header_units "")
+foreach(header IN LISTS public_headers)
+    string(MAKE_C_IDENTIFIER "${header}" unit)
+    set(unit "${PROJECT_BINARY_DIR}/headers_alone/${unit}.cpp")
+    file(CONFIGURE OUTPUT "${unit}" CONTENT "#include \"${header}\"\n#include \"${header}\"\n")
+    list(APPEND header_units "${unit}")
+endforeach()
+if(header_units)
+    add_library(orlo_headers_alone OBJECT ${header_units})
+    target_link_libraries(orlo_headers_alone PRIVATE orlo orlo_warnings)
+endif()
+
+# --- examples: run, and compared with NAME.expected where that lies beside the source -------------------------
+file(GLOB example_sources CONFIGURE_DEPENDS examples/*.cpp)
+foreach(source IN LISTS example_sources)
+    get_filename_component(name "${source}" NAME_WE)
+    add_executable(example_${name} "${source}")
+    target_link_libraries(example_${name} PRIVATE orlo orlo_warnings)
+    add_test(NAME "example: ${name}"
+        COMMAND ${CMAKE_COMMAND} -DPROGRAM=$<TARGET_FILE:example_${name}>
+            -DEXPECTED=${PROJECT_SOURCE_DIR}/examples/${name}.expected -DFOLDER=${PROJECT_BINARY_DIR}/examples/${name}
+            -P ${PROJECT_SOURCE_DIR}/cmake/run_example.cmake)
+    set_tests_properties("example: ${name}" PROPERTIES TIMEOUT 120)
+endforeach()
+
+# --- layers, and the installed tree --------------------------------------------------------------------------
+add_test(NAME "layers" COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/scripts/check_layers)
+add_test(NAME "layers: self-test" COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/scripts/check_layers --self-test)
+# A client of the installed tree is built without sanitizers, so a library with them could not be linked.
+if(NOT ORLO_SANITIZE AND NOT ORLO_FUZZ)
+    add_test(NAME "install_client" COMMAND bash ${PROJECT_SOURCE_DIR}/scripts/test_install_client.sh
+        ${PROJECT_BINARY_DIR} ${CMAKE_CXX_COMPILER})
+    set_tests_properties("install_client" PROPERTIES TIMEOUT 300)
+endif()
