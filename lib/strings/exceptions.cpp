@@ -1,0 +1,7 @@
+#include "orlo/strings/exceptions.h"
+
+namespace Orlo {
+
+rootExp::~rootExp() = default;
+
+}  // namespace Orlo
