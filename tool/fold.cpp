@@ -45,15 +45,15 @@ void CFold::AddRow(const Orlo::csv_row_view& row) {
         _AppendKeyCell(row[i]);
 
     const std::size_t columns = cells - key_columns_;
-    const std::size_t old_numbers = numbers_.size();
-    numbers_.resize(old_numbers + columns);
-    std::int64_t* const numbers = numbers_.data() + old_numbers;
+    if (numbers_.size() < numbers_end_ + columns) numbers_.resize(2 * (numbers_end_ + columns));
+    std::int64_t* const numbers = numbers_.data() + numbers_end_;
     for (std::size_t j = 0; j < columns; ++j)
         numbers[j] = NumberOfCell(row[key_columns_ + j]);
+    numbers_end_ += columns;
 
     waiting_.push_back(
         {key_begin, static_cast<std::uint32_t>(key_end_ - key_begin), static_cast<std::uint32_t>(columns)});
-    if (waiting_.size() == MOST_WAITING_ROWS || numbers_.size() > MOST_WAITING_NUMBERS ||
+    if (waiting_.size() == MOST_WAITING_ROWS || numbers_end_ > MOST_WAITING_NUMBERS ||
         key_end_ > MOST_WAITING_KEY_BYTES) {
         _AddWaiting();
     }
@@ -96,7 +96,7 @@ void CFold::_AddWaiting() {
     }
     waiting_.clear();
     cell_sizes_.clear();
-    numbers_.clear();
+    numbers_end_ = 0;
     key_end_ = 0;
 }
 

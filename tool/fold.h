@@ -53,6 +53,7 @@ private:
     std::size_t key_end_ = 0;
     std::vector<std::uint32_t> cell_sizes_;
     std::vector<std::int64_t> numbers_;
+    std::size_t numbers_end_ = 0;
     std::vector<merge_key> keys_;
     std::vector<merge_group*> found_;
 };

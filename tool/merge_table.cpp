@@ -110,32 +110,28 @@ inline CMergeTable::link* CMergeTable::slot_of(node* at, const merge_key& key) {
     return nullptr;
 }
 
-/// Some group below `at`. All of them share the bytes in front of the depth of `at`.
-CMergeTable::link CMergeTable::any_group(link at) {
-    while (!is_group(at)) {
-        node* const n = node_of(at);
-        const link* first = &n->end;
-        if (n->end == 0) {
-            switch (n->kind) {
-                case node_kind::four:
-                    first = static_cast<node4*>(n)->children;
-                    break;
-                case node_kind::sixteen:
-                    first = static_cast<node16*>(n)->children;
-                    break;
-                case node_kind::forty_eight:
-                    first = static_cast<node48*>(n)->children;
-                    break;
-                case node_kind::full:
-                    first = static_cast<node256*>(n)->children;
-                    while (*first == 0)
-                        ++first;
-                    break;
-            }
-        }
-        at = *first;
+/// Some child of a node. All groups below it share the bytes in front of the node's depth.
+CMergeTable::link CMergeTable::any_child(node* at) {
+    if (at->end != 0) return at->end;
+    switch (at->kind) {
+        case node_kind::four:
+            return static_cast<node4*>(at)->children[0];
+        case node_kind::sixteen:
+            return static_cast<node16*>(at)->children[0];
+        case node_kind::forty_eight:
+            return static_cast<node48*>(at)->children[0];
+        case node_kind::full:
+            break;
     }
-    return at;
+    const auto& children = static_cast<node256*>(at)->children;
+    return *std::find_if(std::begin(children), std::end(children), [](link child) { return child != 0; });
+}
+
+/// Asks for the memory of what `at` links to: a small node's bytes and children, or a group with its key.
+inline void CMergeTable::prefetch(link at) {
+    const char* const bytes = reinterpret_cast<const char*>(at & ~link{1});
+    __builtin_prefetch(bytes);
+    __builtin_prefetch(bytes + 64);
 }
 
 bool CMergeTable::_Matches(const merge_key& key, const merge_group& group) const {
@@ -158,14 +154,13 @@ void CMergeTable::Find(std::span<const merge_key> keys, merge_group** found) con
             std::size_t still = 0;
             for (std::size_t a = 0; a < left; ++a) {
                 const std::uint32_t i = active[a];
-                const link* const slot = slot_of(node_of(at[i]), keys[i]);
-                const link next = slot != nullptr ? *slot : 0;
-                at[i] = next;
-                const char* const bytes = reinterpret_cast<const char*>(next & ~link{1});
-                __builtin_prefetch(bytes);
-                __builtin_prefetch(bytes + 64);
+                node* const n = node_of(at[i]);
+                const link* const slot = slot_of(n, keys[i]);
+                // a missing key goes on to a neighbour, which `FindOrInsert` is going to look at
+                at[i] = slot != nullptr && *slot != 0 ? *slot : any_child(n);
+                prefetch(at[i]);
                 active[still] = i;
-                still += next != 0 && !is_group(next) ? 1 : 0;
+                still += is_group(at[i]) ? 0 : 1;
             }
             left = still;
         }
@@ -182,7 +177,7 @@ merge_group* CMergeTable::FindOrInsert(const merge_key& key, std::uint32_t colum
         link at = root_;
         while (!is_group(at)) {
             const link* const slot = slot_of(node_of(at), key);
-            at = slot != nullptr && *slot != 0 ? *slot : any_group(at);
+            at = slot != nullptr && *slot != 0 ? *slot : any_child(node_of(at));
         }
         nearest = group_of(at);
         if (_Matches(key, *nearest)) return nearest;
@@ -359,18 +354,27 @@ void CMergeTable::_PushChildren(const node* at, std::vector<link>& stack) const 
     if (at->end != 0) stack.push_back(at->end);
 }
 
+/// Groups lie in memory in the order in which they came, so each visit in key order is a cache miss. A group
+/// is asked for when the walk meets it and visited a few dozen groups later.
 void CMergeTable::ForEach(const std::function<void(const merge_group&)>& visit) const {
+    constexpr std::size_t ahead = 32;
+    const merge_group* asked[ahead];
+    std::size_t met = 0;
     std::vector<link> stack;
     if (root_ != 0) stack.push_back(root_);
     while (!stack.empty()) {
         const link at = stack.back();
         stack.pop_back();
-        if (is_group(at)) {
-            visit(*group_of(at));
-        } else {
+        if (!is_group(at)) {
             _PushChildren(node_of(at), stack);
+            continue;
         }
+        prefetch(at);
+        if (met >= ahead) visit(*asked[met % ahead]);
+        asked[met++ % ahead] = group_of(at);
     }
+    for (std::size_t i = met - std::min(met, ahead); i < met; ++i)
+        visit(*asked[i % ahead]);
 }
 
 }  // namespace tallycsv

@@ -66,7 +66,8 @@ private:
     static merge_group* group_of(link at) { return reinterpret_cast<merge_group*>(at - 1); }
     static node* node_of(link at) { return reinterpret_cast<node*>(at); }
     static link* slot_of(node* at, const merge_key& key);
-    static link any_group(link at);
+    static link any_child(node* at);
+    static void prefetch(link at);
 
     template <class Node>
     Node* _New(std::uint32_t depth);

@@ -41,6 +41,11 @@ inline std::uint64_t value_of(std::uint64_t word) {
     return (word & 0x0000FFFF0000FFFFu) * 42949672960001 >> 32;
 }
 
+/// The slow road, kept out of the fast one's code.
+[[gnu::noinline]] inline std::int64_t parse_any(std::string_view cell) {
+    return Orlo::parse_int64(Orlo::stringEx::borrow(cell));
+}
+
 }  // namespace number_cell
 
 /// The signed number at the start of `cell`. At least `Orlo::csv_row_view::readable_behind` bytes behind the
@@ -57,17 +62,17 @@ inline std::int64_t NumberOfCell(std::string_view cell) {
     std::uint64_t value = 0;
     if (digits - 1 < 8) {
         const std::uint64_t word = fast::load_right(text, digits);
-        if (!fast::all_digits(word)) return Orlo::parse_int64(Orlo::stringEx::borrow(cell));
+        if (!fast::all_digits(word)) return fast::parse_any(cell);
         value = fast::value_of(word);
     } else if (digits - 9 < 8) {
         const std::uint64_t high = fast::load_right(text, digits - 8);
         const std::uint64_t low = fast::load_right(text + digits - 8, 8);
         if (!fast::all_digits(high) || !fast::all_digits(low)) {
-            return Orlo::parse_int64(Orlo::stringEx::borrow(cell));
+            return fast::parse_any(cell);
         }
         value = fast::value_of(high) * 100000000 + fast::value_of(low);
     } else {
-        return Orlo::parse_int64(Orlo::stringEx::borrow(cell));
+        return fast::parse_any(cell);
     }
     return static_cast<std::int64_t>(minus ? 0 - value : value);
 }
