@@ -125,11 +125,11 @@ TEST_F(Paths, MakeDir) {
                 {"file/q/r", "file/q", true,
                  "20\n  error desc    = a component of the path prefix is not a directory"},
                 {endless, endless, true, "36\n  error desc    = the length of the dir path is too long"}};
-    for (const auto& [path, failing, recursive, error] : rows) {
-        EXPECT_FAILURE(CDir::MakeDir(path.c_str(), recursive), dirExp, 4,
-                       "CDir::MakeDir - failed making directory\n  dir to create = " + failing +
-                           "\n  is recursive  = " + (recursive ? "true" : "false") +
-                           "\n  error code    = " + error);
+    for (const auto& row : rows) {
+        EXPECT_FAILURE(CDir::MakeDir(row.path.c_str(), row.recursive), dirExp, 4,
+                       "CDir::MakeDir - failed making directory\n  dir to create = " + row.failing +
+                           "\n  is recursive  = " + (row.recursive ? "true" : "false") +
+                           "\n  error code    = " + row.error);
     }
 }
 

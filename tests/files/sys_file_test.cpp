@@ -304,12 +304,13 @@ TEST_F(SysFile, PathsThatCannotBeOpened) {
         {"none", "2\n  error desc = file dose not exists or can't be created"},
         {std::string("a\0b", 3),
          "22\n  error desc = invalid arguments or synchronized io for this file does not supported"}};
-    for (const auto& [name, error] : rows) {
-        EXPECT_FAILURE(file.Open(stringEx(temp / name), file_access::read, 0, file_sharing::none, 0,
-                                 file_option::direct),
-                       sysfileExp, 4,
-                       "CSysFile/PosixOpenFile - failed open specified file\n  file path  = " + temp / name +
-                           "\n  error code = " + error);
+    for (const auto& row : rows) {
+        const std::string full = temp / row.first;
+        EXPECT_FAILURE(
+            file.Open(stringEx(full), file_access::read, 0, file_sharing::none, 0, file_option::direct),
+            sysfileExp, 4,
+            "CSysFile/PosixOpenFile - failed open specified file\n  file path  = " + full +
+                "\n  error code = " + row.second);
     }
 }
 
