@@ -383,12 +383,19 @@ public:
     void replace_between(view_type open, view_type close, IStrMatchCmd<basic_buffer>& cmd,
                          bool drop_unclosed = false, bool keep_double = false);
 
-    // --- escaping for XML, HTML and JSON: "orlo/strings/escape.h" tells what is replaced ------------------
+    // --- escaping: each appends what it makes of this text to `target`, which may be this object ----------
 
+    /// < > & ' and " become "&lt;" "&gt;" "&amp;" "&apos;" "&quot;"; restoring knows these five and leaves
+    /// any other entity, and an "&" that no ";" follows, as it is.
     void xml_escape_append_to(basic_buffer& target) const requires text_unit<T>;
     void xml_restore_append_to(basic_buffer& target) const requires text_unit<T>;
+    /// The same without "&apos;", in both directions.
     void html_escape_append_to(basic_buffer& target) const requires text_unit<T>;
     void html_restore_append_to(basic_buffer& target) const requires text_unit<T>;
+    /// The inside of a JSON string: ", the backslash and what lies below blank get a backslash, as one of
+    /// " \\ b f n r t or as u and four digits. Restoring takes back the same, and any u with four digits: in
+    /// narrow text as UTF-8, two that make a pair as one character. Other backslashes stay ("\/", half a
+    /// pair, one at the end).
     void json_escape_append_to(basic_buffer& target) const requires text_unit<T>;
     void json_restore_append_to(basic_buffer& target) const requires text_unit<T>;
 
