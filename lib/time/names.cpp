@@ -60,7 +60,8 @@ constexpr std::array<name_pair<T>, 12> MONTHS = {{
 
 /// The place in `names`, from 1, that a text tells by its number or its name; 0 for none.
 template <class T, std::size_t N>
-std::size_t find_name(const std::array<name_pair<T>, N>& names, basic_buffer<T> text) {
+std::size_t find_name(const std::array<name_pair<T>, N>& names, std::basic_string_view<T> original) {
+    basic_buffer<T> text(original);
     text.trim();
     text.to_lower();
     const std::int64_t number = parse_int64(text);
@@ -71,13 +72,13 @@ std::size_t find_name(const std::array<name_pair<T>, N>& names, basic_buffer<T> 
     return 0;
 }
 
-const stringEx& as_narrow(const stringEx& text) {
+std::string_view as_narrow(std::string_view text) {
     return text;
 }
 
-stringEx as_narrow(const wstringEx& text) {
+stringEx as_narrow(std::wstring_view text) {
     stringEx made;
-    for (const wchar_t c : text.view()) {
+    for (const wchar_t c : text) {
         const auto point = static_cast<char32_t>(c);
         const bool known = point <= 0x10FFFF && (point < 0xD800 || point > 0xDFFF);
         IMPL::append_code_point(made, known ? point : U'\uFFFD');
@@ -86,14 +87,14 @@ stringEx as_narrow(const wstringEx& text) {
 }
 
 template <class T>
-std::uint32_t week_day_named(const basic_buffer<T>& text) {
+std::uint32_t week_day_named(std::basic_string_view<T> text) {
     const std::size_t found = find_name(WEEK_DAYS<T>, text);
     if (found == 0) WEEK_DAY_TEXT.raise({as_narrow(text)});
     return static_cast<std::uint32_t>(found % 7);
 }
 
 template <class T>
-std::int32_t month_named(const basic_buffer<T>& text) {
+std::int32_t month_named(std::basic_string_view<T> text) {
     const std::size_t found = find_name(MONTHS<T>, text);
     if (found == 0) MONTH_TEXT.raise({as_narrow(text)});
     return static_cast<std::int32_t>(found);
@@ -118,19 +119,19 @@ template wstringEx CTime::WeekDayToStr(std::int32_t);
 template stringEx CTime::MonthToStr(std::int32_t);
 template wstringEx CTime::MonthToStr(std::int32_t);
 
-std::uint32_t CTime::StrToWeekDay(const stringEx& text) {
+std::uint32_t CTime::StrToWeekDay(std::string_view text) {
     return week_day_named(text);
 }
 
-std::uint32_t CTime::StrToWeekDay(const wstringEx& text) {
+std::uint32_t CTime::StrToWeekDay(std::wstring_view text) {
     return week_day_named(text);
 }
 
-std::int32_t CTime::StrToMonth(const stringEx& text) {
+std::int32_t CTime::StrToMonth(std::string_view text) {
     return month_named(text);
 }
 
-std::int32_t CTime::StrToMonth(const wstringEx& text) {
+std::int32_t CTime::StrToMonth(std::wstring_view text) {
     return month_named(text);
 }
 

@@ -286,12 +286,12 @@ private:
 };
 
 template <class S>
-void expand(S& out, const S& format, IStrMatchCmd<S>& cmd) {
-    S::replace_by_cmd(format, out, typename S::value_type('%'), cmd, true, false);
+void expand(S& out, typename S::view_type format, IStrMatchCmd<S>& cmd) {
+    S::replace_by_cmd(S::borrow(format), out, typename S::value_type('%'), cmd, true, false);
 }
 
 template <class S>
-void write_time(S& out, const S& format, const CTime& time, std::int16_t zone) {
+void write_time(S& out, typename S::view_type format, const CTime& time, std::int16_t zone) {
     TIME_FIELDS fields;
     time.Decode(fields, zone);
     CTimeStrEscapeCmd<S> cmd(fields, time);
@@ -299,26 +299,26 @@ void write_time(S& out, const S& format, const CTime& time, std::int16_t zone) {
 }
 
 template <class S>
-void write_span(S& out, const S& format, CTimeSpan span) {
+void write_span(S& out, typename S::view_type format, CTimeSpan span) {
     CTimeSpanStrEscapeCmd<S> cmd(span);
     expand(out, format, cmd);
 }
 
 }  // namespace
 
-void CTime::ToStr(stringEx& out, const stringEx& format, std::int16_t zone) const {
+void CTime::ToStr(stringEx& out, std::string_view format, std::int16_t zone) const {
     write_time(out, format, *this, zone);
 }
 
-void CTime::ToStr(wstringEx& out, const wstringEx& format, std::int16_t zone) const {
+void CTime::ToStr(wstringEx& out, std::wstring_view format, std::int16_t zone) const {
     write_time(out, format, *this, zone);
 }
 
-void CTimeSpan::ToStr(stringEx& out, const stringEx& format) const {
+void CTimeSpan::ToStr(stringEx& out, std::string_view format) const {
     write_span(out, format, *this);
 }
 
-void CTimeSpan::ToStr(wstringEx& out, const wstringEx& format) const {
+void CTimeSpan::ToStr(wstringEx& out, std::wstring_view format) const {
     write_span(out, format, *this);
 }
 

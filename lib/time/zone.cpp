@@ -65,7 +65,8 @@ std::int16_t parse_offset(std::basic_string_view<T> rest) noexcept {
 }
 
 template <class T>
-std::int16_t parse_zone(basic_buffer<T> text) {
+std::int16_t parse_zone(std::basic_string_view<T> original) {
+    basic_buffer<T> text(original);
     text.trim();
     text.to_upper();
     std::basic_string_view<T> rest = text.view();
@@ -102,11 +103,11 @@ void CTime::SetLocalTimeZone(std::int16_t minutes) noexcept {
     g_localTzMinutes.exchange(minutes);
 }
 
-std::int16_t CTime::StrToTimeZone(const stringEx& text) {
+std::int16_t CTime::StrToTimeZone(std::string_view text) {
     return parse_zone(text);
 }
 
-std::int16_t CTime::StrToTimeZone(const wstringEx& text) {
+std::int16_t CTime::StrToTimeZone(std::wstring_view text) {
     return parse_zone(text);
 }
 

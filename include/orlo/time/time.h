@@ -3,6 +3,7 @@
 #include <compare>
 #include <cstdint>
 #include <ctime>
+#include <string_view>
 
 #include "orlo/strings/buffer.h"
 #include "orlo/time/time_span.h"
@@ -51,7 +52,7 @@ struct TIME_FIELDS {
 /// Threads: a plain value; one object may not be written by one thread while another uses it. The static
 /// functions may be called from any thread; the local zone is shared by all.
 class CTime {
-  public:
+public:
     /// 1970-01-01 00:00:00 UTC.
     constexpr CTime() noexcept = default;
     constexpr explicit CTime(std::int64_t microseconds) noexcept : value_(microseconds) {}
@@ -118,16 +119,16 @@ class CTime {
 
     /// The week day, 0 to 6, by its English name or the name's first three letters, in any case and with
     /// blanks around, or by its number, 1 Monday to 7 Sunday. Throws code 4 for anything else.
-    static std::uint32_t StrToWeekDay(const stringEx& text);
-    static std::uint32_t StrToWeekDay(const wstringEx& text);
+    static std::uint32_t StrToWeekDay(std::string_view text);
+    static std::uint32_t StrToWeekDay(std::wstring_view text);
     /// The month, 1 to 12, by its name as above or its number. Throws code 4 for anything else.
-    static std::int32_t StrToMonth(const stringEx& text);
-    static std::int32_t StrToMonth(const wstringEx& text);
+    static std::int32_t StrToMonth(std::string_view text);
+    static std::int32_t StrToMonth(std::wstring_view text);
 
     /// The zone in minutes that a text names: "UTC+8", "+0800", "GMT-05:30", "0530". UTC, GMT, CUT, TAI and
     /// UT alone, and whatever begins with NOTZ, are 0. `TZ_LOCAL` for an empty or another text.
-    static std::int16_t StrToTimeZone(const stringEx& text);
-    static std::int16_t StrToTimeZone(const wstringEx& text);
+    static std::int16_t StrToTimeZone(std::string_view text);
+    static std::int16_t StrToTimeZone(std::wstring_view text);
     /// "Local", "UTC", or the distance from UTC as in "UTC+0800".
     template <class S = stringEx>
     static S TimeZoneToStr(std::int16_t minutes);
@@ -246,12 +247,12 @@ class CTime {
     /// | week of the year, weeks beginning on Monday  | `%z`   | zone in minutes                    | | `%ws`
     /// | week of the year, weeks beginning on Sunday  |        |                                    |
     ///
-    /// "%%" is one "%", a "%" at the very end is dropped, and an unknown escape loses only its "%". `out` and
-    /// `format` may be the same object. Throws only `std::bad_alloc`.
-    void ToStr(stringEx& out, const stringEx& format, std::int16_t zone = TZ_LOCAL) const;
-    void ToStr(wstringEx& out, const wstringEx& format, std::int16_t zone = TZ_LOCAL) const;
+    /// "%%" is one "%", a "%" at the very end is dropped, and an unknown escape loses only its "%". `format`
+    /// may lie inside `out`. Throws only `std::bad_alloc`.
+    void ToStr(stringEx& out, std::string_view format, std::int16_t zone = TZ_LOCAL) const;
+    void ToStr(wstringEx& out, std::wstring_view format, std::int16_t zone = TZ_LOCAL) const;
 
-  private:
+private:
     void _Encode(const TIME_FIELDS& fields);
 
     std::int64_t value_ = 0;
