@@ -38,6 +38,7 @@ constexpr std::array<name_pair<T>, 7> WEEK_DAYS = {{
     ORLO_NAME("Thu", "thursday"),
     ORLO_NAME("Fri", "friday"),
     ORLO_NAME("Sat", "saturday"),
+    ORLO_NAME("Sun", "sunday"),
 }};
 
 template <class T>
