@@ -1,18 +1,23 @@
 // The text of times and spans.
 //
-// A format is walked once. At each "%" a command is asked, which finds the row of its table that the text
-// behind begins with, and writes what the row says. In "%Y-%M" at 2024-03-05 the first key is "Y-%M": row Y,
-// one character, "2024"; the second is "M": "03". No name begins another one, so at most one row fits, and
-// the order of the rows is free.
+// A format is walked once. At a "%" a command is asked, which finds the row of its table that the text behind
+// begins with, and writes what the row says. It goes on so by itself, over ordinary text and further escapes,
+// until it comes to one that it does not know or its room is full: in "%Y-%M at %Q%d" on 2024-03-05 the first
+// key is "Y-%M at %Q%d", of which "Y-%M at " is matched and becomes "2024-03 at "; then "%Q" is left to the
+// walker, which asks again and hears that nothing was recognised. What is no escape, such as "%%" and a "%"
+// at the end, is the walker's affair alone. No name begins another one, so at most one row fits, and the
+// order of the rows is free.
 //
 // The tables are the language: a row of times has a name, a width and what to read, a row of spans a name, a
 // width and two units, the one to count in and the one whose multiples are left out. Names are ASCII, so one
-// table serves both kinds of text; numbers are written into the command's own room, from where the walker
-// copies them: nothing is allocated but the text itself.
+// table serves both kinds of text; a match is written into the command's own room, from where the walker
+// copies it: nothing is allocated but the text itself.
 //
 // Cost: one decode a text, one more for each week number; for each escape a look at the rows that begin with
-// its letter.
+// its letter, for each stretch that fills the room one question of the walker. Asking it for each escape
+// would cost twice the time of a log line's stamp.
 
+#include <algorithm>
 #include <array>
 
 #include "orlo/strings/match_cmd.h"
@@ -27,7 +32,7 @@ namespace {
 // --- tables
 // -------------------------------------------------------------------------------------------------
 
-/// What an escape of a time shows. All but the last five are numbers.
+/// What an escape of a time shows.
 enum class shown {
     year,
     year_short,
@@ -107,24 +112,6 @@ constexpr std::array<span_escape, 14> SPAN_ESCAPES = {{
     {"sTH", 1, US_PER_HOUR, 0},
 }};
 
-/// For each ASCII character the first row whose name begins with it, and the row behind the last one.
-struct row_range {
-    std::uint8_t first = 0;
-    std::uint8_t end = 0;
-};
-using row_index = std::array<row_range, 128>;
-
-template <class Row, std::size_t N>
-consteval row_index index_rows(const std::array<Row, N>& rows) {
-    row_index index{};
-    for (std::uint8_t i = 0; i < N; ++i) {
-        row_range& range = index[static_cast<std::size_t>(rows[i].name[0])];
-        if (range.end == 0) range.first = i;
-        range.end = static_cast<std::uint8_t>(i + 1);
-    }
-    return index;
-}
-
 template <class Row, std::size_t N>
 consteval bool none_begins_another(const std::array<Row, N>& rows) {
     for (std::size_t i = 0; i < N; ++i) {
@@ -135,36 +122,53 @@ consteval bool none_begins_another(const std::array<Row, N>& rows) {
     return true;
 }
 
-/// The rows of one language, ready to be searched.
+/// The rows of one language, ready to be searched: sorted by their first letter, with the range of each ASCII
+/// character.
 template <class Row, std::size_t N>
 class escape_table {
 public:
-    consteval explicit escape_table(const std::array<Row, N>& rows) : rows_(rows), index_(index_rows(rows)) {}
+    consteval explicit escape_table(const std::array<Row, N>& rows) : rows_(rows) {
+        std::ranges::sort(rows_, {}, &Row::name);
+        for (std::size_t i = N; i-- > 0;) {
+            range& found = ranges_[static_cast<std::size_t>(rows_[i].name[0])];
+            if (found.end == 0) found.end = static_cast<std::uint8_t>(i + 1);
+            found.first = static_cast<std::uint8_t>(i);
+        }
+    }
 
-    /// The row that `key` begins with, null for none.
+    /// The row whose name the text from `key` on begins with, null for none. Moves `key` behind the name.
     template <class T>
-    const Row* find(std::basic_string_view<T> key) const noexcept {
-        const auto letter = static_cast<std::make_unsigned_t<T>>(key[0]);
-        if (letter >= index_.size()) return nullptr;
-        const row_range range = index_[letter];
-        for (std::size_t i = range.first; i < range.end; ++i) {
-            if (begins_with(key, rows_[i].name)) return &rows_[i];
+    const Row* take(const T*& key, const T* end) const noexcept {
+        if (key == end) return nullptr;
+        const auto letter = static_cast<std::make_unsigned_t<T>>(*key);
+        if (letter >= ranges_.size()) return nullptr;
+        for (std::size_t i = ranges_[letter].first; i < ranges_[letter].end; ++i) {
+            const T* const behind = behind_rest(key + 1, end, rows_[i].name);
+            if (behind == nullptr) continue;
+            key = behind;
+            return &rows_[i];
         }
         return nullptr;
     }
 
 private:
+    struct range {
+        std::uint8_t first = 0;
+        std::uint8_t end = 0;
+    };
+
+    /// The place behind the name whose second letter is expected at `key`, null if it does not stand there.
+    /// Steps instead of adding the name's length: the place is known then before the length is read.
     template <class T>
-    static bool begins_with(std::basic_string_view<T> key, std::string_view name) noexcept {
-        if (key.size() < name.size()) return false;
-        for (std::size_t i = 0; i < name.size(); ++i) {
-            if (key[i] != static_cast<T>(name[i])) return false;
+    static const T* behind_rest(const T* key, const T* end, std::string_view name) noexcept {
+        for (std::size_t i = 1; i < name.size(); ++i, ++key) {
+            if (key == end || *key != static_cast<T>(name[i])) return nullptr;
         }
-        return true;
+        return key;
     }
 
     std::array<Row, N> rows_;
-    row_index index_;
+    std::array<range, 128> ranges_{};
 };
 
 static_assert(none_begins_another(TIME_ESCAPES) && none_begins_another(SPAN_ESCAPES));
@@ -174,94 +178,105 @@ constexpr escape_table SPAN_TABLE(SPAN_ESCAPES);
 // --- commands
 // -----------------------------------------------------------------------------------------------
 
-/// What both languages share: finding the row. An unknown escape is replaced by nothing and consumes nothing,
-/// so that it loses its "%" alone. `Derived` writes a row: `S write(row)`, which may be a view of its room.
+constexpr char ESCAPE = '%';
+
+/// What both languages share: finding the rows. An unknown escape is replaced by nothing and consumes
+/// nothing, so that it loses its "%" alone. `Derived::write(row, to)` writes a row at `to`, `LONGEST_NUMBER`
+/// characters at most, and returns the place behind.
 template <class Derived, class S, const auto& TABLE>
 class escape_cmd : public IStrMatchCmd<S> {
 public:
+    using T = typename S::value_type;
+
     std::int32_t Match(const S& key, S& out) final {
-        const auto* const row = m_table->find(key.view());
-        if (row == nullptr) {
-            out.clear();
-            m_matchLen = 0;
-        } else {
-            out = static_cast<Derived*>(this)->write(*row);
-            m_matchLen = row->name.size();
+        const T* const end = key.end();
+        const T* const full = m_room + ROOM;
+        const T* from = key.begin();
+        const T* behind = from;
+        T* to = m_room;
+        while (const auto* const row = m_table->take(from, end)) {
+            to = static_cast<Derived*>(this)->write(*row, to);
+            while (from != end && *from != T(ESCAPE) && to < full)
+                *to++ = *from++;
+            behind = from;
+            if (from == end || to >= full) break;
+            ++from;
         }
+        m_matchLen = static_cast<std::uint64_t>(behind - key.begin());
+        out = S::borrow({m_room, static_cast<std::size_t>(to - m_room)});
         return MATCH_REPLACE;
     }
 
     std::uint64_t GetMatchedLen() const final { return m_matchLen; }
 
-protected:
+private:
     std::uint64_t m_matchLen = 0;
     const std::remove_reference_t<decltype(TABLE)>* m_table = &TABLE;
-    IMPL::time_digits<typename S::value_type> m_digits;
+    /// A piece that begins within the first `ROOM` characters fits.
+    static constexpr std::size_t ROOM = 64;
+    T m_room[ROOM + IMPL::LONGEST_NUMBER];
 };
 
 template <class S>
 class CTimeStrEscapeCmd final : public escape_cmd<CTimeStrEscapeCmd<S>, S, TIME_TABLE> {
 public:
+    using T = typename S::value_type;
+
     CTimeStrEscapeCmd(const TIME_FIELDS& fields, const CTime& time) : m_fields(&fields), m_time(&time) {}
 
-    S write(const time_escape& row) {
-        using T = typename S::value_type;
-        const bool morning = m_fields->hour < 12;
+    T* write(const time_escape& row, T* to) const {
+        const TIME_FIELDS& f = *m_fields;
         switch (row.what) {
+            case shown::year:
+                return IMPL::put_number(to, f.year, row.width);
+            case shown::year_short:
+                return IMPL::put_number(to, f.year >= 1970 && f.year <= 2038 ? f.year % 100 : f.year,
+                                        row.width);
+            case shown::month:
+                return IMPL::put_natural(to, static_cast<std::uint32_t>(f.month), row.width);
             case shown::month_name:
-                return CTime::MonthToStr<S>(m_fields->month);
+                return put_text(to, CTime::MonthToStr<S>(f.month));
+            case shown::day:
+                return IMPL::put_natural(to, f.day, row.width);
+            case shown::day_of_year:
+                return IMPL::put_natural(to, f.dayOfYear, row.width);
+            case shown::week_day:
+                return IMPL::put_natural(to, f.weekDay == 0 ? 7 : f.weekDay, row.width);
             case shown::week_day_name:
-                return CTime::WeekDayToStr<S>(static_cast<std::int32_t>(m_fields->weekDay));
+                return put_text(to, CTime::WeekDayToStr<S>(static_cast<std::int32_t>(f.weekDay)));
+            case shown::week_from_monday:
+                return IMPL::put_natural(to, m_time->GetWeekOfYear(1, f.timeZone), row.width);
+            case shown::week_from_sunday:
+                return IMPL::put_natural(to, m_time->GetWeekOfYear(0, f.timeZone), row.width);
+            case shown::hour:
+                return IMPL::put_natural(to, f.hour, row.width);
+            case shown::hour_of_12:
+                return IMPL::put_natural(to, f.hour % 12 == 0 ? 12 : f.hour % 12, row.width);
             case shown::half_day_upper:
-                return S::borrow(morning ? ORLO_LITERAL(T, "AM") : ORLO_LITERAL(T, "PM"));
+                return put_text(to, f.hour < 12 ? ORLO_LITERAL(T, "AM") : ORLO_LITERAL(T, "PM"));
             case shown::half_day_lower:
-                return S::borrow(morning ? ORLO_LITERAL(T, "am") : ORLO_LITERAL(T, "pm"));
+                return put_text(to, f.hour < 12 ? ORLO_LITERAL(T, "am") : ORLO_LITERAL(T, "pm"));
+            case shown::minute:
+                return IMPL::put_natural(to, f.minute, row.width);
+            case shown::second:
+                return IMPL::put_natural(to, f.second, row.width);
+            case shown::millisecond:
+                return IMPL::put_natural(to, f.microsecond / 1000, row.width);
+            case shown::microsecond:
+                return IMPL::put_natural(to, f.microsecond, row.width);
             case shown::zone:
-                return S::borrow(this->m_digits.zone(m_fields->timeZone));
-            default:
-                return S::borrow(this->m_digits.number(number(row.what), row.width));
+                return IMPL::put_zone(to, f.timeZone);
+            case shown::zone_minutes:
+                return IMPL::put_number(to, f.timeZone, row.width);
+            case shown::century:
+                return IMPL::put_number(to, IMPL::century_of(f.year), row.width);
         }
+        return to;
     }
 
 private:
-    std::int64_t number(shown what) const {
-        const TIME_FIELDS& f = *m_fields;
-        switch (what) {
-            case shown::year:
-                return f.year;
-            case shown::year_short:
-                return f.year >= 1970 && f.year <= 2038 ? f.year % 100 : f.year;
-            case shown::month:
-                return f.month;
-            case shown::day:
-                return f.day;
-            case shown::day_of_year:
-                return f.dayOfYear;
-            case shown::week_day:
-                return f.weekDay == 0 ? 7 : f.weekDay;
-            case shown::week_from_monday:
-                return m_time->GetWeekOfYear(1, f.timeZone);
-            case shown::week_from_sunday:
-                return m_time->GetWeekOfYear(0, f.timeZone);
-            case shown::hour:
-                return f.hour;
-            case shown::hour_of_12:
-                return f.hour % 12 == 0 ? 12 : f.hour % 12;
-            case shown::minute:
-                return f.minute;
-            case shown::second:
-                return f.second;
-            case shown::millisecond:
-                return f.microsecond / 1000;
-            case shown::microsecond:
-                return f.microsecond;
-            case shown::zone_minutes:
-                return f.timeZone;
-            case shown::century:
-                return IMPL::century_of(f.year);
-            default:
-                return 0;
-        }
+    static T* put_text(T* to, std::basic_string_view<T> text) {
+        return std::copy(text.begin(), text.end(), to);
     }
 
     const TIME_FIELDS* m_fields;
@@ -271,14 +286,16 @@ private:
 template <class S>
 class CTimeSpanStrEscapeCmd final : public escape_cmd<CTimeSpanStrEscapeCmd<S>, S, SPAN_TABLE> {
 public:
+    using T = typename S::value_type;
+
     /// The magnitude is unsigned: that of the smallest span does not fit into 63 bits.
     explicit CTimeSpanStrEscapeCmd(CTimeSpan span)
         : m_value(static_cast<std::uint64_t>((span.GetValue() < 0 ? -span : span).GetValue())) {}
 
-    S write(const span_escape& row) {
-        const std::uint64_t rest =
-            row.within != 0 ? m_value % static_cast<std::uint64_t>(row.within) : m_value;
-        return S::borrow(this->m_digits.natural(rest / static_cast<std::uint64_t>(row.unit), row.width));
+    T* write(const span_escape& row, T* to) const {
+        const auto unit = static_cast<std::uint64_t>(row.unit);
+        const auto within = static_cast<std::uint64_t>(row.within);
+        return IMPL::put_natural(to, (within != 0 ? m_value % within : m_value) / unit, row.width);
     }
 
 private:
@@ -287,7 +304,7 @@ private:
 
 template <class S>
 void expand(S& out, typename S::view_type format, IStrMatchCmd<S>& cmd) {
-    S::replace_by_cmd(S::borrow(format), out, typename S::value_type('%'), cmd, true, false);
+    S::replace_by_cmd(S::borrow(format), out, typename S::value_type(ESCAPE), cmd, true, false);
 }
 
 template <class S>

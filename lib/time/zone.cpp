@@ -117,8 +117,8 @@ S CTime::TimeZoneToStr(std::int16_t minutes) {
     if (minutes == TZ_LOCAL) return S::borrow(ORLO_LITERAL(T, "Local"));
     if (minutes == 0) return S::borrow(ORLO_LITERAL(T, "UTC"));
     S text(ORLO_LITERAL(T, "UTC"));
-    IMPL::time_digits<T> digits;
-    text.append(digits.zone(minutes));
+    T digits[IMPL::LONGEST_NUMBER];
+    text.append(std::basic_string_view<T>(digits, IMPL::put_zone(digits, minutes)));
     return text;
 }
 

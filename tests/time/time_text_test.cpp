@@ -77,6 +77,14 @@ TEST(time_text, format_and_output_are_one_object) {
     EXPECT_EQ(text, "%H%%07%");
 }
 
+// However much ordinary text stands between two escapes, and wherever a command's own room ends.
+TEST(time_text, long_formats) {
+    for (std::size_t n = 0; n < 150; ++n) {
+        const std::string text(n, 'x');
+        EXPECT_EQ(in_both(at(2024, 3, 5, 7), "%H" + text + "%us%Q%%%Y%", 0), "07" + text + "012345Q%2024");
+    }
+}
+
 struct span_row {
     std::string_view format;
     CTimeSpan span;
