@@ -93,7 +93,7 @@ void check_value(std::int64_t value, std::int16_t zone) {
     const std::int64_t local = wrapped_sum(static_cast<std::uint64_t>(value),
                                            static_cast<std::uint64_t>(zone * std::int64_t{60000000}));
     const std::int64_t days = floor_div(local, US_PER_DAY);
-    const std::int64_t time = local - days * US_PER_DAY;
+    const std::int64_t time = (local % US_PER_DAY + US_PER_DAY) % US_PER_DAY;
     const std::int64_t fields_time =
         ((f.hour * 60 + f.minute) * 60 + f.second) * std::int64_t{1000000} + f.microsecond;
 

@@ -40,16 +40,12 @@ TEST(time_change, table) {
     CTime::SetLocalTimeZone(0);
     const change_row rows[] = {
         {on(2024, 2, 29), [](CTime& t) { t.SetYear(2023); }, "2023-02-28 12:34:56.789012"},
-        {on(2024, 2, 29), [](CTime& t) { t.SetYear(2020); }, "2020-02-29 12:34:56.789012"},
         {on(2023, 1, 31), [](CTime& t) { t.SetMonth(2); }, "2023-02-28 12:34:56.789012"},
         {on(-1, 1, 31), [](CTime& t) { t.SetMonth(2); }, "-1-02-29 12:34:56.789012"},
         {on(2023, 2, 5), [](CTime& t) { t.SetDay(29); }, "2023-03-01 12:34:56.789012"},
-        {on(2023, 2, 5), [](CTime& t) { t.SetDay(0); }, "2023-01-31 12:34:56.789012"},
         {on(2023, 2, 5), [](CTime& t) { t.SetDayOfYear(0); }, "2022-12-31 12:34:56.789012"},
         {on(2024, 2, 5), [](CTime& t) { t.SetDayOfYear(366); }, "2024-12-31 12:34:56.789012"},
-        {on(2023, 2, 5), [](CTime& t) { t.SetDate(1999, 12, 31); }, "1999-12-31 12:34:56.789012"},
         {on(2023, 2, 5, 23), [](CTime& t) { t.SetDate(1999, 12, 31, 60); }, "1999-12-30 23:34:56.789012"},
-        {on(2023, 2, 5), [](CTime& t) { t.SetHour(25); }, "2023-02-06 01:34:56.789012"},
         {on(2023, 2, 5), [](CTime& t) { t.SetHour(0, 90); }, "2023-02-04 22:34:56.789012"},
         {on(2023, 2, 5), [](CTime& t) { t.SetMinute(61); }, "2023-02-05 13:01:56.789012"},
         {on(2023, 2, 5), [](CTime& t) { t.SetSecond(7); }, "2023-02-05 12:34:07.000000"},
@@ -57,20 +53,15 @@ TEST(time_change, table) {
         {on(2023, 2, 5), [](CTime& t) { t.SetMicrosecond(7); }, "2023-02-05 12:34:56.000007"},
         {CTime(-1), [](CTime& t) { t.SetMicrosecond(7); }, "1970-01-01 00:00:00.000007"},
         {on(2024, 2, 29), [](CTime& t) { t.AddYears(1); }, "2025-02-28 12:34:56.789012"},
-        {on(2024, 2, 29), [](CTime& t) { t.AddYears(-4); }, "2020-02-29 12:34:56.789012"},
         {on(2024, 2, 29), [](CTime& t) { t.AddYears(0, 777); }, "2024-02-29 12:34:56.789012"},
         {on(2023, 2, 28), [](CTime& t) { t.AddMonths(1); }, "2023-03-31 12:34:56.789012"},
         {on(2023, 1, 30), [](CTime& t) { t.AddMonths(1); }, "2023-02-28 12:34:56.789012"},
         {on(2024, 1, 29), [](CTime& t) { t.AddMonths(1); }, "2024-02-29 12:34:56.789012"},
-        {on(2023, 5, 15), [](CTime& t) { t.AddMonths(-5); }, "2022-12-15 12:34:56.789012"},
         {on(2023, 5, 15), [](CTime& t) { t.AddMonths(-17); }, "2021-12-15 12:34:56.789012"},
-        {on(2023, 5, 15), [](CTime& t) { t.AddMonths(-4); }, "2023-01-15 12:34:56.789012"},
-        {on(2023, 5, 15), [](CTime& t) { t.AddMonths(7); }, "2023-12-15 12:34:56.789012"},
         {on(2023, 5, 15), [](CTime& t) { t.AddMonths(8); }, "2024-01-15 12:34:56.789012"},
         {on(1, 1, 15), [](CTime& t) { t.AddMonths(-13); }, "-1-12-15 12:34:56.789012"},
         // a month of local time, that is the next one in UTC
         {on(2024, 1, 31, 23), [](CTime& t) { t.AddMonths(1, 60); }, "2024-02-29 23:34:56.789012"},
-        {on(2023, 2, 28), [](CTime& t) { t = t.GetMonthBegin(); }, "2023-02-01 00:00:00.000000"},
         {on(2023, 2, 28, 23), [](CTime& t) { t = t.GetMonthBegin(60); }, "2023-02-28 23:00:00.000000"},
     };
     for (const change_row& row : rows) {
@@ -174,7 +165,6 @@ TEST(time_weeks, days) {
     CTime::SetLocalTimeZone(600);
     const CTime wednesday = on(2024, 3, 6);
     const week_day_row rows[] = {
-        {wednesday.GetWeekBegin(WEDNESDAY, 0), "2024-03-06 00:00:00.000000"},
         {wednesday.GetWeekBegin(THURSDAY, 0), "2024-02-29 00:00:00.000000"},
         {wednesday.GetWeekBegin(SUNDAY, 0), "2024-03-03 00:00:00.000000"},
         {wednesday.GetWeekBegin(7, 0), "2024-03-03 00:00:00.000000"},
@@ -184,9 +174,7 @@ TEST(time_weeks, days) {
         {on(2024, 3, 7).GetNearestWeekDay(SUNDAY, 0), "2024-03-10 00:00:00.000000"},
         // its begin counts as its end before the epoch
         {on(1969, 12, 31).GetNearestWeekDay(SUNDAY, 0), "1970-01-04 00:00:00.000000"},
-        {wednesday.GetNthWeekDayOfMonth(1, FRIDAY, 0), "2024-03-01 00:00:00.000000"},
         {wednesday.GetNthWeekDayOfMonth(1, THURSDAY, 0), "2024-03-07 00:00:00.000000"},
-        {wednesday.GetNthWeekDayOfMonth(5, FRIDAY, 0), "2024-03-29 00:00:00.000000"},
         {wednesday.GetNthWeekDayOfMonth(5, THURSDAY, 0), "2024-04-04 00:00:00.000000"},
         {wednesday.GetNthWeekDayOfMonth(0, FRIDAY, 0), "3280-03-01 00:00:00.000000"},
         // the month is the local zone's: in zone +10 it is February already
@@ -256,7 +244,6 @@ TEST(time_clock, runs) {
     EXPECT_LT(CTime::GetCurrent() - before, CTimeSpan(US_PER_MINUTE));
     std::uint64_t ticks = 0;
     CTime::GetTickMs(&ticks);
-    EXPECT_LE(ticks, CTime::GetTickMs());
     EXPECT_LT(CTime::GetTickMs() - ticks, 60000u);
 }
 

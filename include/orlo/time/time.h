@@ -199,7 +199,7 @@ public:
     CTime GetMonthBegin(std::int16_t zone = TZ_LOCAL) const;
     /// The latest 00:00:00 of that week day at or before this time.
     CTime GetWeekBegin(std::uint32_t weekDay, std::int16_t zone = TZ_LOCAL) const;
-    /// The 00:00:00 of that week day that is nearest to the begin of this day.
+    /// The 00:00:00 of that week day that is nearest to the begin of this day; before the epoch, to its end.
     CTime GetNearestWeekDay(std::uint32_t weekDay, std::int16_t zone = TZ_LOCAL) const;
     /// The 00:00:00 of the month's `n`-th such week day, from 1; behind the month's end if it has fewer.
     CTime GetNthWeekDayOfMonth(std::uint16_t n, std::uint32_t weekDay, std::int16_t zone = TZ_LOCAL) const;
@@ -218,10 +218,12 @@ public:
 
     // --- other forms of a time --------------------------------------------------------------------------
 
-    /// Fills `tm` by the fields in `zone`; whether daylight-saving time holds is left open (-1).
+    /// Fills `tm` by the fields in `zone`; whether daylight-saving time holds is left open (-1), and
+    /// `tm_gmtoff` is the zone.
     void GetTm(struct tm& tm, std::int16_t zone = TZ_LOCAL) const;
 
-    /// Units of 100 ns since 1601-01-01, by the clock on the wall in `zone`.
+    /// Units of 100 ns since 1601-01-01, by the clock on the wall in `zone`. Wraps beyond 29,000 years of
+    /// 1601.
     void SetFileTime(std::int64_t count, std::int16_t zone = TZ_LOCAL);
     std::int64_t GetFileTime(std::int16_t zone = TZ_LOCAL) const;
 
