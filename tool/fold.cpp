@@ -21,7 +21,7 @@
 
 #include <cstring>
 
-#include "number_cell.h"
+#include "number_cells.h"
 
 namespace tallycsv {
 namespace {
@@ -45,10 +45,9 @@ void CFold::AddRow(const Orlo::csv_row_view& row) {
         _AppendKeyCell(row[i]);
 
     const std::size_t columns = cells - key_columns_;
-    if (numbers_.size() < numbers_end_ + columns) numbers_.resize(2 * (numbers_end_ + columns));
-    std::int64_t* const numbers = numbers_.data() + numbers_end_;
-    for (std::size_t j = 0; j < columns; ++j)
-        numbers[j] = NumberOfCell(row[key_columns_ + j]);
+    const std::size_t room = numbers_end_ + columns + Orlo::csv_row_view::spare_cells;
+    if (numbers_.size() < room) numbers_.resize(2 * room);
+    NumbersOfCells(row, key_columns_, numbers_.data() + numbers_end_);
     numbers_end_ += columns;
 
     waiting_.push_back(

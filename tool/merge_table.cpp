@@ -28,6 +28,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <numeric>
 #include <vector>
 
 namespace tallycsv {
@@ -44,18 +45,24 @@ struct CMergeTable::node {
     link end;            ///< the group whose key ends at `depth`
 };
 
-struct CMergeTable::node4 : node {
-    static constexpr node_kind its_kind = node_kind::four;
-    static constexpr std::size_t room = 4;
-    std::uint8_t bytes[8];
-    link children[4];
+/// What the two small sizes share, so that one piece of code serves both without asking which it is.
+struct CMergeTable::small_node : node {
+    std::uint8_t bytes[16];
+    link* children() { return reinterpret_cast<link*>(this + 1); }
+    const link* children() const { return reinterpret_cast<const link*>(this + 1); }
 };
 
-struct CMergeTable::node16 : node {
+/// One cache line.
+struct CMergeTable::node4 : small_node {
+    static constexpr node_kind its_kind = node_kind::four;
+    static constexpr std::size_t room = 4;
+    link its_children[room];
+};
+
+struct CMergeTable::node16 : small_node {
     static constexpr node_kind its_kind = node_kind::sixteen;
     static constexpr std::size_t room = 16;
-    std::uint8_t bytes[16];
-    link children[16];
+    link its_children[room];
 };
 
 struct CMergeTable::node48 : node {
@@ -85,44 +92,23 @@ int byte_at(const char* bytes, std::uint32_t size, std::uint32_t depth) {
 inline CMergeTable::link* CMergeTable::slot_of(node* at, const merge_key& key) {
     if (at->depth >= key.size) return &at->end;
     const auto byte = static_cast<std::uint8_t>(key.bytes[at->depth]);
-    switch (at->kind) {
-        case node_kind::four: {
-            auto* const n = static_cast<node4*>(at);
-            for (std::size_t i = 0; i < n->count; ++i) {
-                if (n->bytes[i] == byte) return &n->children[i];
-            }
-            return nullptr;
-        }
-        case node_kind::sixteen: {
-            auto* const n = static_cast<node16*>(at);
-            const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(n->bytes));
-            const __m128i same = _mm_cmpeq_epi8(bytes, _mm_set1_epi8(static_cast<char>(byte)));
-            const auto hits = static_cast<std::uint32_t>(_mm_movemask_epi8(same)) & ((1u << n->count) - 1);
-            return hits == 0 ? nullptr : &n->children[std::countr_zero(hits)];
-        }
-        case node_kind::forty_eight: {
-            auto* const n = static_cast<node48*>(at);
-            return n->places[byte] == 0 ? nullptr : &n->children[n->places[byte] - 1];
-        }
-        case node_kind::full:
-            return &static_cast<node256*>(at)->children[byte];
+    if (at->kind <= node_kind::sixteen) {
+        auto* const n = static_cast<small_node*>(at);
+        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(n->bytes));
+        const __m128i same = _mm_cmpeq_epi8(bytes, _mm_set1_epi8(static_cast<char>(byte)));
+        const auto hits = static_cast<std::uint32_t>(_mm_movemask_epi8(same)) & ((1u << n->count) - 1);
+        return hits == 0 ? nullptr : n->children() + std::countr_zero(hits);
     }
-    return nullptr;
+    if (at->kind == node_kind::full) return &static_cast<node256*>(at)->children[byte];
+    auto* const n = static_cast<node48*>(at);
+    return n->places[byte] == 0 ? nullptr : &n->children[n->places[byte] - 1];
 }
 
 /// Some child of a node. All groups below it share the bytes in front of the node's depth.
 CMergeTable::link CMergeTable::any_child(node* at) {
     if (at->end != 0) return at->end;
-    switch (at->kind) {
-        case node_kind::four:
-            return static_cast<node4*>(at)->children[0];
-        case node_kind::sixteen:
-            return static_cast<node16*>(at)->children[0];
-        case node_kind::forty_eight:
-            return static_cast<node48*>(at)->children[0];
-        case node_kind::full:
-            break;
-    }
+    if (at->kind <= node_kind::sixteen) return static_cast<small_node*>(at)->children()[0];
+    if (at->kind == node_kind::forty_eight) return static_cast<node48*>(at)->children[0];
     const auto& children = static_cast<node256*>(at)->children;
     return *std::find_if(std::begin(children), std::end(children), [](link child) { return child != 0; });
 }
@@ -226,16 +212,11 @@ void CMergeTable::_AddChild(link* slot, int byte, link child) {
     }
     const auto key = static_cast<std::uint8_t>(byte);
     switch (at->kind) {
-        case node_kind::four: {
-            auto* const n = static_cast<node4*>(at);
-            n->bytes[n->count] = key;
-            n->children[n->count++] = child;
-            break;
-        }
+        case node_kind::four:
         case node_kind::sixteen: {
-            auto* const n = static_cast<node16*>(at);
+            auto* const n = static_cast<small_node*>(at);
             n->bytes[n->count] = key;
-            n->children[n->count++] = child;
+            n->children()[n->count++] = child;
             break;
         }
         case node_kind::forty_eight: {
@@ -258,14 +239,14 @@ CMergeTable::node* CMergeTable::_Enlarge(const node* full) {
             const auto* const from = static_cast<const node4*>(full);
             auto* const to = _New<node16>(full->depth);
             std::copy_n(from->bytes, node4::room, to->bytes);
-            std::copy_n(from->children, node4::room, to->children);
+            std::copy_n(from->its_children, node4::room, to->its_children);
             larger = to;
             break;
         }
         case node_kind::sixteen: {
             const auto* const from = static_cast<const node16*>(full);
             auto* const to = _New<node48>(full->depth);
-            std::copy_n(from->children, node16::room, to->children);
+            std::copy_n(from->its_children, node16::room, to->children);
             for (std::uint8_t i = 0; i < node16::room; ++i)
                 to->places[from->bytes[i]] = i + 1;
             larger = to;
@@ -306,8 +287,8 @@ merge_group* CMergeTable::_NewGroup(const merge_key& key, std::uint32_t columns)
     std::memset(group->sums, 0, sums);
     group->columns = columns;
     group->key_size = key.size;
-    std::memcpy(group + 1, key.cell_sizes, sizes);
-    std::memcpy(const_cast<char*>(group->key_bytes(key_columns_)), key.bytes, key.size);
+    std::copy_n(key.cell_sizes, key_columns_ - 1, reinterpret_cast<std::uint32_t*>(group + 1));
+    std::copy_n(key.bytes, key.size, const_cast<char*>(group->key_bytes(key_columns_)));
     return group;
 }
 
@@ -320,22 +301,20 @@ void CMergeTable::Widen(merge_group* group, std::uint32_t columns) {
 
 /// Appends the links of a node's children so that the first in order is the last on the stack.
 void CMergeTable::_PushChildren(const node* at, std::vector<link>& stack) const {
-    const auto push_sorted = [&stack](const auto& n) {
-        std::uint8_t order[16];
-        for (std::uint8_t i = 0; i < n.count; ++i)
-            order[i] = i;
-        std::sort(order, order + n.count,
-                  [&n](std::uint8_t a, std::uint8_t b) { return n.bytes[a] > n.bytes[b]; });
-        for (std::uint8_t i = 0; i < n.count; ++i)
-            stack.push_back(n.children[order[i]]);
-    };
     switch (at->kind) {
         case node_kind::four:
-            push_sorted(*static_cast<const node4*>(at));
+        case node_kind::sixteen: {
+            const auto* const n = static_cast<const small_node*>(at);
+            std::uint8_t order[node16::room];
+            std::iota(order, order + n->count, std::uint8_t{0});
+            std::sort(order, order + n->count,
+                      [n](std::uint8_t a, std::uint8_t b) { return n->bytes[a] > n->bytes[b]; });
+            for (std::uint8_t i = 0; i < n->count; ++i) {
+                stack.push_back(n->children()[order[i]]);
+                prefetch(stack.back());
+            }
             break;
-        case node_kind::sixteen:
-            push_sorted(*static_cast<const node16*>(at));
-            break;
+        }
         case node_kind::forty_eight: {
             const auto* const n = static_cast<const node48*>(at);
             for (int byte = 255; byte >= 0; --byte) {

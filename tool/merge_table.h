@@ -55,6 +55,7 @@ public:
 
 private:
     struct node;
+    struct small_node;
     struct node4;
     struct node16;
     struct node48;

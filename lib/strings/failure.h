@@ -12,12 +12,12 @@
 // Failures are data. Next to an operation stands, once, what it says when it fails:
 //
 //   constexpr errno_sentence READ_SENTENCES[] = {{EIO, "physical io error"}, ...};
-//   constexpr failure<sysfileExp> READ_FAILED = {
+//   constexpr failure<sysfileExp> READ_FAILED = {{
 //       .code = 7,
 //       .head = "CSysFile::Read - failed reading file\n",
 //       .keys = {"  file path  = ", "  error code = ", "  error desc = "},
 //       .sentences = READ_SENTENCES,
-//   };
+//   }};
 //
 // and the operation raises it with the values of its keys, in their order:
 //
