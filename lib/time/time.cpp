@@ -93,8 +93,7 @@ void CTime::_Encode(const TIME_FIELDS& fields) {
         fields.timeZone);
 }
 
-// --- reading
-// ------------------------------------------------------------------------------------------------
+// --- reading -------------------------------------------------------------------------------------------
 
 std::int32_t CTime::GetYear(std::int16_t zone) const {
     return decoded(*this, zone).year;
@@ -141,8 +140,7 @@ std::uint32_t CTime::GetMicrosecond() const noexcept {
     return static_cast<std::uint32_t>(value_ < 0 ? g_usPerSecond - rest : rest);
 }
 
-// --- changing a field
-// ---------------------------------------------------------------------------------------
+// --- changing a field ----------------------------------------------------------------------------------
 
 void CTime::SetDate(std::int32_t year, std::int32_t month, std::uint16_t day, std::int16_t zone) {
     TIME_FIELDS fields = decoded(*this, zone);

@@ -29,8 +29,7 @@
 namespace Orlo {
 namespace {
 
-// --- tables
-// -------------------------------------------------------------------------------------------------
+// --- tables --------------------------------------------------------------------------------------------
 
 /// What an escape of a time shows.
 enum class shown {
@@ -175,8 +174,7 @@ static_assert(none_begins_another(TIME_ESCAPES) && none_begins_another(SPAN_ESCA
 constexpr escape_table TIME_TABLE(TIME_ESCAPES);
 constexpr escape_table SPAN_TABLE(SPAN_ESCAPES);
 
-// --- commands
-// -----------------------------------------------------------------------------------------------
+// --- commands ------------------------------------------------------------------------------------------
 
 constexpr char ESCAPE = '%';
 
