@@ -89,13 +89,13 @@ csv_scanner::stop csv_scanner::scan_unquoted(const char* row, std::size_t limit)
     while (at < end) {
         if (at < indexed_begin_ || at >= indexed_end_) index_from(at, end);
         const auto offset = static_cast<std::size_t>(at - indexed_begin_);
-        std::uint64_t bits = index_.specials()[offset / 64] & (~std::uint64_t{0} << (offset % 64));
         const char* const word = indexed_begin_ + offset / 64 * 64;
+        std::uint64_t bits = index_.specials()[offset / 64] & (~std::uint64_t{0} << (offset % 64));
+        if (end - word < 64) bits &= (std::uint64_t{1} << (end - word)) - 1;
         make_room(64);
         csv_cell* out = cells_.data() + count_;
         for (; bits != 0; bits &= bits - 1) {
             const char* const mark = word + std::countr_zero(bits);
-            if (mark >= end) break;
             const auto mark_at = static_cast<std::size_t>(mark - row);
             const char c = *mark;
             if (c == marks_.quote) {
