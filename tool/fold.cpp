@@ -52,7 +52,10 @@ void CFold::AddRow(const Orlo::csv_row_view& row) {
     for (std::size_t i = 0; i < key_columns_; ++i)
         key_size += cells[i].length;
     const std::size_t columns = row.size() - key_columns_;
-    _MakeRoom(key_size, columns);
+    if (key_end_ + key_size + SHORT_CELL > key_bytes_.size() ||
+        numbers_end_ + columns + Orlo::csv_row_view::spare_cells > numbers_.size()) {
+        _MakeRoom(key_size, columns);
+    }
 
     char* to = key_bytes_.data() + key_end_;
     std::uint32_t* const sizes = cell_sizes_.data() + waiting_ * key_columns_;
@@ -74,10 +77,6 @@ void CFold::AddRow(const Orlo::csv_row_view& row) {
 
 /// Room for one row more. What waits is pointed to, so it is added up before its storage may move.
 void CFold::_MakeRoom(std::size_t key_size, std::size_t columns) {
-    const std::size_t key_room = key_end_ + key_size + SHORT_CELL;
-    const std::size_t number_room = numbers_end_ + columns + Orlo::csv_row_view::spare_cells;
-    if (key_room <= key_bytes_.size() && number_room <= numbers_.size()) return;
-
     _AddWaiting();
     key_bytes_.resize(std::max({key_bytes_.size(), USUAL_KEY_BYTES, key_size + SHORT_CELL}));
     numbers_.resize(std::max({numbers_.size(), USUAL_NUMBERS, columns + Orlo::csv_row_view::spare_cells}));
@@ -105,7 +104,7 @@ void CFold::_AddWaiting() {
 
 void CFold::ForEachGroup(const std::function<void(const group_view&)>& visit) {
     _AddWaiting();
-    std::vector<std::string_view> cells(key_columns_);
+    std::vector<std::string_view> cells(std::min(key_columns_, max_columns_));
     table_.ForEach([&](const merge_group& group) {
         const char* at = group.key_bytes(key_columns_);
         const char* const end = at + group.key_size;
