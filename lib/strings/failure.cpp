@@ -10,10 +10,11 @@ constexpr std::string_view WRAP_MARK = "@ ";
 
 }  // namespace
 
-stringEx system_error_text(int number, std::span<const errno_sentence> sentences) {
+stringEx system_error_text(int number, std::span<const errno_sentence> sentences, const char* other) {
     for (const errno_sentence& known : sentences) {
         if (known.number == number) return stringEx::borrow(known.sentence);
     }
+    if (other != nullptr) return stringEx::borrow(other);
     char scratch[256];
     stringEx text(UNKNOWN_ERROR);
     text.append(strerror_r(number, scratch, sizeof scratch));
@@ -45,7 +46,8 @@ public:
                 next_key();
                 text_.append_number(value.number_).append('\n');
                 next_key();
-                text_.append(system_error_text(static_cast<int>(value.number_), layout_.sentences));
+                text_.append(system_error_text(static_cast<int>(value.number_), layout_.sentences,
+                                               layout_.other_sentence));
                 break;
             case failure_value::kind::inner:
                 text_.append(WRAP_MARK).append(value.text_);

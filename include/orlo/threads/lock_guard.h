@@ -1,0 +1,51 @@
+#pragma once
+
+#include "orlo/strings/destructor_guard.h"
+
+namespace Orlo {
+
+/// Holds a lock for a scope: `CLightMutex`, `CMutex` or any class with `Lock` and `Unlock`.
+///
+/// Two words: the lock, which must outlive the guard, and whether the guard holds it.
+///
+/// Threads: a guard belongs to the thread that made it.
+///
+/// Failures: what the lock's own operations throw. The destructor lets through what `Unlock` throws, unless
+/// another exception is in flight.
+template <class LOCK>
+class CLockGuard {
+public:
+    /// Takes the lock.
+    explicit CLockGuard(LOCK& lock) : lock_(&lock) { Lock(); }
+    ~CLockGuard() noexcept(false) {
+        if (held_) finish_in_destructor([this] { Unlock(); });
+    }
+    CLockGuard(const CLockGuard&) = delete;
+    CLockGuard& operator=(const CLockGuard&) = delete;
+
+    /// Takes the lock; nothing if the guard holds it.
+    void Lock() {
+        if (held_) return;
+        lock_->Lock();
+        held_ = true;
+    }
+
+    /// Takes the lock if it is free; true if the guard holds it afterwards.
+    bool TryLock() requires requires(LOCK& lock) { lock.TryLock(); }
+    { return held_ = held_ || lock_->TryLock(); }
+
+    /// Gives the lock up; nothing if the guard does not hold it.
+    void Unlock() {
+        if (!held_) return;
+        held_ = false;
+        lock_->Unlock();
+    }
+
+    bool IsHeld() const noexcept { return held_; }
+
+private:
+    LOCK* lock_;
+    bool held_ = false;
+};
+
+}  // namespace Orlo
