@@ -10,7 +10,7 @@ test=("${run[@]}" python3:python3 pkg-config:pkg-config
 benches=(/usr/include/benchmark/benchmark.h:libbenchmark-dev)
 check=("${test[@]}" "${benches[@]}" git:git clang++:clang clang-format:clang-format
     "/usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a:libclang-rt-dev")
-bench=("${run[@]}" "${benches[@]}" mawk:mawk datamash:datamash node:nodejs npm:npm)
+bench=("${run[@]}" python3:python3 "${benches[@]}" mawk:mawk datamash:datamash node:nodejs npm:npm)
 
 case ${1-} in
     run | test | check | bench) declare -n wanted=$1 ;;
