@@ -34,6 +34,8 @@
 namespace Orlo {
 namespace {
 
+static_assert(sizeof(off_t) == 8);
+
 constexpr unsigned NEW_OBJECT_MODE = 0666;
 constexpr int MAKE_FLAGS = O_RDWR | O_CREAT | O_EXCL;
 /// How often a finder looks for the first byte, a millisecond apart; and how often a name may come and go
@@ -223,7 +225,7 @@ bool CShMem::_Make() {
 
 void CShMem::_SetSize(std::uint64_t size) {
     m_size = size;
-    if (retry_interrupted([&] { return ftruncate64(m_descriptor, static_cast<off64_t>(size)); }) != 0)
+    if (retry_interrupted([&] { return ftruncate(m_descriptor, static_cast<off_t>(size)); }) != 0)
         SET_SIZE_FAILED.raise({m_name, size, system_error{errno}});
 }
 
@@ -239,8 +241,8 @@ void CShMem::_AwaitMaker() {
 }
 
 void CShMem::_ReadSize() {
-    struct stat64 state {};
-    if (fstat64(m_descriptor, &state) != 0) STATE_FAILED.raise({m_name, system_error{errno}});
+    struct stat state {};
+    if (fstat(m_descriptor, &state) != 0) STATE_FAILED.raise({m_name, system_error{errno}});
     m_size = static_cast<std::uint64_t>(state.st_size);
 }
 
@@ -248,7 +250,7 @@ void CShMem::_SetupMapView(std::uint32_t access, void* address) {
     const bool is_private = (access & ACCESS_COPY_ON_WRITE) != 0;
     const int protection = is_private ? PROT_READ | PROT_WRITE : static_cast<int>(access);
     void* const view =
-        mmap64(address, m_size, protection, is_private ? MAP_PRIVATE : MAP_SHARED, m_descriptor, 0);
+        mmap(address, m_size, protection, is_private ? MAP_PRIVATE : MAP_SHARED, m_descriptor, 0);
     if (view == MAP_FAILED)
         VIEW_FAILED.raise(
             {m_size, formatted("%#lx", reinterpret_cast<unsigned long>(address)), system_error{errno}});

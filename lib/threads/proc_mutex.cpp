@@ -24,9 +24,10 @@ constexpr auto DESTROY_FAILED =
 }  // namespace
 
 CProcMutex CProcMutex::Create(const stringEx& name, std::uint32_t access) {
-    return CProcMutex(CShMem::Create(name, sizeof(pthread_mutex_t), access, nullptr, [](void* view) {
-        mutex_calls::MakeRecursive(*static_cast<pthread_mutex_t*>(view), true, MAKE_FAILURES);
-    }));
+    return CProcMutex(
+        CShMem::Create(name, sizeof(pthread_mutex_t), access | ACCESS_READ_WRITE, nullptr, [](void* view) {
+            mutex_calls::MakeRecursive(*static_cast<pthread_mutex_t*>(view), true, MAKE_FAILURES);
+        }));
 }
 
 CProcMutex CProcMutex::Create(const wstringEx& name, std::uint32_t access) {
@@ -34,7 +35,7 @@ CProcMutex CProcMutex::Create(const wstringEx& name, std::uint32_t access) {
 }
 
 CProcMutex CProcMutex::Open(const stringEx& name, std::uint32_t access) {
-    return CProcMutex(CShMem::Open(name, access));
+    return CProcMutex(CShMem::Open(name, access | ACCESS_READ_WRITE));
 }
 
 CProcMutex CProcMutex::Open(const wstringEx& name, std::uint32_t access) {

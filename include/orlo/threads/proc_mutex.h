@@ -27,7 +27,7 @@ public:
     /// ready.
     static CProcMutex Create(const stringEx& name, std::uint32_t access = ACCESS_READ_WRITE);
     static CProcMutex Create(const wstringEx& name, std::uint32_t access = ACCESS_READ_WRITE);
-    /// Opens the lock `name`, which must exist.
+    /// Opens the lock `name`, which must exist; `access` as above.
     static CProcMutex Open(const stringEx& name, std::uint32_t access = ACCESS_READ_WRITE);
     static CProcMutex Open(const wstringEx& name, std::uint32_t access = ACCESS_READ_WRITE);
 
