@@ -133,6 +133,7 @@ public:
     const T* data() const noexcept { return data_ != nullptr ? data_ : empty_text(); }
     const T* c_str() const noexcept requires text_unit<T> { return data(); }
     view_type view() const noexcept { return view_type(data(), size_); }
+    operator view_type() const noexcept { return view(); }
     const T* begin() const noexcept { return data(); }
     const T* end() const noexcept { return data() + size_; }
 
@@ -177,13 +178,11 @@ public:
     }
 
     bool starts_with(view_type prefix) const noexcept { return view().starts_with(prefix); }
-    bool starts_with(const basic_buffer& prefix) const noexcept { return starts_with(prefix.view()); }
     bool ends_with(view_type suffix) const noexcept { return view().ends_with(suffix); }
-    bool ends_with(const basic_buffer& suffix) const noexcept { return ends_with(suffix.view()); }
 
     /// True when neither is empty and the first element occurs in `set`.
-    bool first_in(const basic_buffer& set) const noexcept {
-        return size_ != 0 && set.view().find(data_[0]) != view_type::npos;
+    bool first_in(view_type set) const noexcept {
+        return size_ != 0 && set.find(data_[0]) != view_type::npos;
     }
 
     /// Offset of the first occurrence of `text` at or behind `pos`; `npos` if there is none.

@@ -9,8 +9,8 @@ namespace Orlo {
 
 /// Joint ownership of one heap object: two words, the object and a separate atomic counter.
 ///
-/// The last owner deletes the object through its (virtual) destructor. A destructor that throws is let
-/// through, so the destructor of `shared_ptr` may throw what the object's destructor throws.
+/// The last owner deletes the object through its (virtual) destructor. Where that may throw, so may the
+/// destructor of `shared_ptr`, `reset` and assignment.
 ///
 /// Threads: two handles on one object may be copied and destroyed from two threads; one handle may not.
 template <class T>
@@ -42,16 +42,16 @@ public:
     requires(std::is_convertible_v<U*, T*>) shared_ptr(const shared_ptr<U>& other)
     noexcept : object_(other.object_), count_(other.count_) { count_.share(); }
 
-    shared_ptr& operator=(shared_ptr other) noexcept(false) {
+    shared_ptr& operator=(shared_ptr other) {
         std::swap(object_, other.object_);
         std::swap(count_, other.count_);
         return *this;
     }
 
-    ~shared_ptr() noexcept(false) { reset(); }
+    ~shared_ptr() noexcept(std::is_nothrow_destructible_v<T>) { reset(); }
 
     /// Gives up this share and becomes empty.
-    void reset() noexcept(false) {
+    void reset() noexcept(std::is_nothrow_destructible_v<T>) {
         T* const object = std::exchange(object_, nullptr);
         if (count_.release()) delete object;
     }

@@ -1,0 +1,89 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "orlo/data/data_object.h"
+#include "orlo/rows/row.h"
+#include "orlo/strings/exceptions.h"
+#include "orlo/strings/shared_ptr.h"
+
+namespace Orlo {
+
+namespace IMPL {
+class csv_scanner;
+}
+
+/// Turns bytes into rows of cells, one row a call.
+///
+/// The dialect: cells are separated by the delimiter. A cell that begins with the quote character ends at the
+/// next lone one; delimiters and line ends in between are text, and a doubled quote stands for one. A quote
+/// inside an unquoted cell is text. Only the first character of the line end is compared, the rest is skipped
+/// unseen: with "\r\n" a lone "\r" ends the row and swallows the character behind it, and a lone "\n" is
+/// text. A blank line is a row of one empty cell; a final line end makes no row of its own.
+///
+/// Failures are `csvExp`: code 5 when a row exceeds the quota; code 1 when something other than a delimiter
+/// or line end follows a closing quote, or the input ends inside a quoted cell. Failures of the source pass
+/// through. A parser is not used further after a failure.
+///
+/// Threads: a parser belongs to one thread at a time.
+class CCsvParser {
+public:
+    static constexpr std::uint32_t default_block_size = 8192;
+    static constexpr std::uint64_t default_row_quota = 0xFFFF;
+
+    /// Attached to nothing: there are no rows.
+    CCsvParser();
+    /// Opens the file at `path` for reading. Failures are those of `CSysFile::Open`.
+    explicit CCsvParser(const stringEx& path, char delimiter = ',', char quote = '"',
+                        const stringEx& line_end = "\r\n"_lit, std::uint32_t block_size = default_block_size);
+    ~CCsvParser() noexcept(false);
+    CCsvParser(const CCsvParser&) = delete;
+    CCsvParser& operator=(const CCsvParser&) = delete;
+
+    /// Starts on `source`, which is owned jointly from now on and read in blocks of `block_size` bytes (at
+    /// least 1). An empty `line_end` means "\n".
+    void Attach(shared_ptr<TDataSource> source, char delimiter = ',', char quote = '"',
+                const stringEx& line_end = "\r\n"_lit, std::uint32_t block_size = default_block_size);
+    /// Starts on a text in memory, which the caller keeps alive and unchanged.
+    void Attach(byteEx& text, char delimiter = ',', char quote = '"', const stringEx& line_end = "\r\n"_lit);
+
+    /// Replaces `row` with the next row, whose cells are the caller's to keep. False, with an empty row, when
+    /// nothing was left. On a failure the cells read so far are in `row`. Cells of `row` that nobody else
+    /// holds lend their storage to the new ones.
+    bool GetNextRow(row_cells& row);
+
+    /// The same without copies: the cells of `row` are valid until the next call.
+    bool GetNextRow(csv_row_view& row);
+
+    /// Bounds the bytes of one row, delimiters and quotes included. A row may have one byte more.
+    void SetRowQuota(std::uint64_t quota) noexcept { row_quota_ = quota; }
+    /// Rows delivered since the parser was attached.
+    std::uint32_t GetRowCount() const noexcept { return row_count_; }
+
+private:
+    enum class outcome { row, end, over_quota, bad_quoting, unclosed };
+
+    void _Start(char delimiter, char quote, const stringEx& line_end);
+    outcome _FindRow();
+    outcome _EndOfInput();
+    void _SkipLineEndRest();
+    bool _Refill();
+    char* _RowInOwnBuffer();
+    [[noreturn]] void _Raise(outcome what);
+
+    char quote_ = '"';
+    char delimiter_ = ',';
+    stringEx line_end_;
+    shared_ptr<TDataSource> source_;
+    std::uint64_t row_quota_ = default_row_quota;
+    std::uint32_t row_count_ = 0;
+    std::uint32_t block_size_ = default_block_size;
+    byteEx own_buffer_;
+    byteEx* buffer_ = &own_buffer_;
+    std::uint64_t position_ = 0;
+    std::uint64_t row_begin_ = 0;
+    std::unique_ptr<IMPL::csv_scanner> scanner_;
+};
+
+}  // namespace Orlo

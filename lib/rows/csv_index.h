@@ -1,0 +1,39 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+namespace Orlo::IMPL {
+
+/// The three characters that mean something in a row.
+struct csv_marks {
+    char quote = '"';
+    char delimiter = ',';
+    char line_end = '\r';
+
+    bool distinct() const noexcept {
+        return quote != delimiter && quote != line_end && delimiter != line_end;
+    }
+};
+
+/// Two bits for each byte of a stretch of text: whether it is one of the three marks, and whether it is the
+/// quote. Bytes are compared 32 or 16 at a time, by the widest instructions that the machine has.
+class csv_index {
+public:
+    static constexpr std::size_t span = 8192;  ///< bytes covered at most
+    static constexpr std::size_t words = span / 64;
+
+    /// Covers `size` (at most `span`) bytes at `text`. Bits behind them are zero.
+    void build(const char* text, std::size_t size, const csv_marks& marks) noexcept;
+
+    /// Bit `i % 64` of word `i / 64` belongs to byte `i`.
+    const std::uint64_t* specials() const noexcept { return specials_.data(); }
+    const std::uint64_t* quotes() const noexcept { return quotes_.data(); }
+
+private:
+    std::array<std::uint64_t, words> specials_;
+    std::array<std::uint64_t, words> quotes_;
+};
+
+}  // namespace Orlo::IMPL

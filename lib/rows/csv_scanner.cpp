@@ -1,0 +1,152 @@
+// The two scanners of a row.
+//
+// The plain one is the grammar itself: one `csv_step` a character. The fast one looks at marks only. Outside
+// of quotes it walks the set bits of the index: in  north,12,"a, ""b""",7\r  those of , , " and so on; a
+// delimiter or line end closes the cell that began behind the mark before, and a quote counts only as a
+// cell's first character. Inside of quotes it walks the quotes' bits; what follows a quote is one plain step.
+// Text between marks costs nothing but its share of the index.
+//
+// Both stop at `limit` in any state and go on from there, so where blocks meet makes no difference.
+
+#include "rows/csv_scanner.h"
+
+#include <bit>
+
+namespace Orlo::IMPL {
+
+void csv_scanner::set_marks(const csv_marks& marks) {
+    marks_ = marks;
+    fast_ = marks.distinct();
+    classes_.fill(csv_text);
+    classes_[static_cast<unsigned char>(marks.quote)] |= csv_quote;
+    classes_[static_cast<unsigned char>(marks.delimiter)] |= csv_delimiter;
+    classes_[static_cast<unsigned char>(marks.line_end)] |= csv_line_end;
+    forget_bytes();
+    start_row();
+}
+
+csv_scanner::stop csv_scanner::scan_plain(const char* row, std::size_t limit) {
+    while (position_ < limit) {
+        if (state_ == csv_state::field_start) {
+            cell_begin_ = position_;
+            doubled_ = false;
+        }
+        const csv_transition step = csv_step(state_, classes_[static_cast<unsigned char>(row[position_])]);
+        switch (step.action) {
+            case csv_action::skip:
+                if (state_ == csv_state::field_start) cell_begin_ = position_ + 1;
+                quote_at_ = position_;
+                break;
+            case csv_action::take:
+                doubled_ |= state_ == csv_state::quote_seen;
+                break;
+            case csv_action::cell:
+                push_open_cell();
+                break;
+            case csv_action::row:
+            case csv_action::fail:
+                push_open_cell();
+                ++position_;
+                return step.action == csv_action::row ? stop::row : stop::fail;
+        }
+        state_ = step.next;
+        ++position_;
+    }
+    return stop::used_up;
+}
+
+csv_scanner::stop csv_scanner::scan_fast(const char* row, std::size_t limit) {
+    while (position_ < limit) {
+        if (state_ == csv_state::quoted) {
+            if (!find_closing_quote(row, limit)) return stop::used_up;
+        } else if (state_ == csv_state::quote_seen) {
+            // one step settles what the quote was
+            const stop stopped = scan_plain(row, position_ + 1);
+            if (stopped != stop::used_up) return stopped;
+        } else {
+            const stop stopped = scan_unquoted(row, limit);
+            if (stopped == stop::row) return stopped;
+        }
+    }
+    return stop::used_up;
+}
+
+/// Covers bytes from `at` on, as far as the index reaches.
+void csv_scanner::index_from(const char* at, const char* end) {
+    const std::size_t size = std::min<std::size_t>(static_cast<std::size_t>(end - at), csv_index::span);
+    index_.build(at, size, marks_);
+    indexed_begin_ = at;
+    indexed_end_ = at + size;
+}
+
+/// Ends cells until the row ends, a quote opens a cell (`state_` tells), or the bytes are used up.
+csv_scanner::stop csv_scanner::scan_unquoted(const char* row, std::size_t limit) {
+    const char* const end = row + limit;
+    const char* at = row + position_;
+    std::size_t cell_begin = state_ == csv_state::field_start ? position_ : cell_begin_;
+    doubled_ = false;
+
+    while (at < end) {
+        if (at < indexed_begin_ || at >= indexed_end_) index_from(at, end);
+        const char* const base = indexed_begin_;
+        const char* const covered = std::min(indexed_end_, end);
+        const std::size_t words = (static_cast<std::size_t>(covered - base) + 63) / 64;
+        std::size_t word = static_cast<std::size_t>(at - base) / 64;
+        std::uint64_t bits =
+            index_.specials()[word] & (~std::uint64_t{0} << (static_cast<std::size_t>(at - base) % 64));
+        for (;;) {
+            if (bits == 0) {
+                if (++word >= words) break;
+                bits = index_.specials()[word];
+                continue;
+            }
+            const char* const mark = base + word * 64 + std::countr_zero(bits);
+            if (mark >= covered) break;
+            bits &= bits - 1;
+
+            const auto offset = static_cast<std::size_t>(mark - row);
+            if (*mark == marks_.quote) {
+                if (offset != cell_begin) continue;
+                state_ = csv_state::quoted;
+                position_ = cell_begin_ = offset + 1;
+                return stop::used_up;
+            }
+            cells_.push_back({cell_begin, offset - cell_begin, 0});
+            cell_begin = offset + 1;
+            if (*mark == marks_.line_end) {
+                position_ = cell_begin;
+                return stop::row;
+            }
+        }
+        at = covered;
+    }
+    state_ = cell_begin == limit ? csv_state::field_start : csv_state::plain;
+    position_ = limit;
+    cell_begin_ = cell_begin;
+    return stop::used_up;
+}
+
+/// Goes behind the next quote inside a quoted cell; false if there is none before `limit`.
+bool csv_scanner::find_closing_quote(const char* row, std::size_t limit) {
+    const char* const end = row + limit;
+    const char* at = row + position_;
+    while (at < end) {
+        if (at < indexed_begin_ || at >= indexed_end_) index_from(at, end);
+        const auto offset = static_cast<std::size_t>(at - indexed_begin_);
+        const std::uint64_t bits = index_.quotes()[offset / 64] & (~std::uint64_t{0} << (offset % 64));
+        if (bits == 0) {
+            at = std::min(indexed_begin_ + (offset / 64 + 1) * 64, indexed_end_);
+            continue;
+        }
+        const char* const quote = indexed_begin_ + offset / 64 * 64 + std::countr_zero(bits);
+        if (quote >= end) break;
+        quote_at_ = static_cast<std::size_t>(quote - row);
+        position_ = quote_at_ + 1;
+        state_ = csv_state::quote_seen;
+        return true;
+    }
+    position_ = limit;
+    return false;
+}
+
+}  // namespace Orlo::IMPL

@@ -1,0 +1,60 @@
+#include "cmd_line.h"
+
+#include <algorithm>
+
+namespace tallycsv {
+
+bool CCmdLineParser::Load(int argc, char* argv[]) {
+    records_.clear();
+    switch_count_ = 0;
+    for (int i = 0; i < argc; ++i)
+        records_.push_back({stringEx(argv[i]), {}, {}});
+    for (std::size_t i = first_arg_; i < records_.size(); ++i)
+        _Split(records_[i]);
+    return !records_.empty();
+}
+
+void CCmdLineParser::_Split(CCmdLineRecord& record) {
+    const stringEx& raw = record.raw;
+    if (!raw.first_in(switch_prefixes_) || raw.size() == 1) return;
+
+    ++switch_count_;
+    const std::size_t separator = raw.view().find_first_of(value_separators_.view(), 1);
+    if (separator == stringEx::npos) {
+        record.name = raw.substr(1);
+    } else {
+        record.name = raw.substr(1, separator - 1);
+        record.value = raw.substr(separator + 1);
+    }
+}
+
+template <class Predicate>
+std::ptrdiff_t CCmdLineParser::_FindRecord(std::size_t nth, Predicate&& fits) const {
+    for (std::size_t i = first_arg_; i < records_.size(); ++i) {
+        if (fits(records_[i]) && nth-- == 0) return static_cast<std::ptrdiff_t>(i);
+    }
+    return -1;
+}
+
+std::ptrdiff_t CCmdLineParser::Find(const stringEx& name, std::size_t nth) const {
+    if (name.empty()) return -1;
+    return _FindRecord(nth, [&name](const CCmdLineRecord& record) { return record.name == name; });
+}
+
+stringEx CCmdLineParser::GetValue(const stringEx& name, std::size_t nth) const {
+    const std::ptrdiff_t index = Find(name, nth);
+    return index < 0 ? stringEx() : records_[static_cast<std::size_t>(index)].value;
+}
+
+stringEx CCmdLineParser::GetPositional(std::size_t nth) const {
+    const std::ptrdiff_t index =
+        _FindRecord(nth, [](const CCmdLineRecord& record) { return record.name.empty(); });
+    return index < 0 ? stringEx() : records_[static_cast<std::size_t>(index)].raw;
+}
+
+std::size_t CCmdLineParser::GetPositionalCount() const {
+    const std::size_t taken = std::size_t{switch_count_} + first_arg_;
+    return records_.size() - std::min(taken, records_.size());
+}
+
+}  // namespace tallycsv
