@@ -69,7 +69,7 @@ CCsvParser::CCsvParser(const stringEx& path, char delimiter, char quote, const s
     : CCsvParser() {
     CSysFile file;
     file.Open(path, file_access::read);
-    Attach(make_shared<CGenericSeekableSource<CSysFile>>(std::move(file)), delimiter, quote, line_end,
+    Attach(shared_ptr<CGenericSeekableSource<CSysFile>>::make(std::move(file)), delimiter, quote, line_end,
            block_size);
 }
 
