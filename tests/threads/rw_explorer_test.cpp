@@ -343,7 +343,7 @@ const row rows[] = {
      {3, 2, false, false},
      fault::no_second_look,
      "a writer beside a reader:"},
-    {"a writer wakes one of two readers",
+    {"a reader takes the permit of one that sleeps",
      {3, 1, false, false, true},
      fault::none,
      "a reader sleeps beside readers:"},
@@ -371,12 +371,12 @@ void explore(const row& r) {
     if (r.finding != nullptr) std::printf("%s\n", found.c_str());
 }
 
-TEST(RwExplorer, BlockingLock) {
+TEST(rw_explorer, blocking_lock) {
     for (const row& r : rows)
         explore<sem_gate>(r);
 }
 
-TEST(RwExplorer, SpinningLock) {
+TEST(rw_explorer, spinning_lock) {
     for (const row& r : rows)
         explore<spin_gate>(r);
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <mutex>
+
 #include "orlo/strings/destructor_guard.h"
 
 namespace Orlo {
@@ -30,6 +32,8 @@ class CLockGuard {
 public:
     /// Takes the lock.
     explicit CLockGuard(LOCK& lock) : lock_(&lock) { Lock(); }
+    /// Does not take it yet.
+    CLockGuard(LOCK& lock, std::defer_lock_t) noexcept : lock_(&lock) {}
     ~CLockGuard() noexcept(false) {
         if (held_) finish_in_destructor([this] { Unlock(); });
     }
