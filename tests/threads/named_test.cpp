@@ -50,7 +50,7 @@ TEST_F(named, a_mutex_keeps_processes_apart) {
         CProcMutex lock = CProcMutex::Create(name);
         for (int i = 0; i < 3000; ++i) {
             if (i % 3 == 0) {
-                EXPECT_TRUE(lock.TimedLock(15000));
+                if (!lock.TimedLock(15000)) return 100;
             } else {
                 lock.Lock();
             }
@@ -97,7 +97,7 @@ TEST_F(named, a_mutex_left_by_a_dead_process_is_used_as_it_is) {
     EXPECT_FALSE(lock.TimedLock(CTimeSpan(20000)));
 }
 
-#ifndef __SANITIZE_THREAD__  // which reports such misuse itself
+#ifndef ORLO_THREAD_SANITIZER  // which reports such misuse itself
 TEST_F(named, mutex_misuse) {
     std::optional<CProcMutex> made(CProcMutex::Create(name));
     CProcMutex opened = CProcMutex::Open(name);
@@ -186,19 +186,22 @@ TEST_F(named, an_event_wakes_other_processes) {
 }
 
 TEST_F(named, racing_creators_of_an_event_make_one) {
-    const CProcSem done = CProcSem::Create(name);
+    const CProcSem finished = CProcSem::Create(name);
     for (int round = 0; round < 20; ++round) {
         const auto race = [&] {
-            CProcSem finished = CProcSem::Open(name);
-            CProcEvent made = CProcEvent::Create(name, true);
+            CProcSem done = CProcSem::Open(name);
+            std::optional<CProcEvent> made(CProcEvent::Create(name, true));
             for (int i = 0; i < 20; ++i) {
-                made.Raise();
-                if (!made.TimedWait(5000)) return 100;
+                made->Raise();
+                if (!made->TimedWait(5000)) return 100;
             }
-            finished.P();
-            if (!made.IsCreator()) return 0;
-            for (int i = 0; i < 3; ++i)
-                finished.Wait();
+            if (!made->IsCreator()) {
+                made.reset();
+                done.P();
+                return 0;
+            }
+            done.Wait();  // the creator goes last
+            done.Wait();
             return 1;
         };
         child a(race), b(race), c(race);
