@@ -41,8 +41,11 @@ stringEx hex_of(const stringEx& bytes) {
     return hex;
 }
 
-/// The handle of the library `name` under its own or its "lib" name, or null.
+/// The handle of the library `name` under its own or its "lib" name, or null. A name with a zero byte would
+/// stand for a shorter one, and is none.
 void* load(const stringEx& name) {
+    dlerror();
+    if (name.view().find('\0') != std::string_view::npos) return nullptr;
     if (void* const handle = dlopen(name.terminated().c_str(), RTLD_LAZY)) return handle;
     if (name.first_in("/."_lit) || name.starts_with("lib"_lit)) return nullptr;
     stringEx prefixed("lib"_lit);

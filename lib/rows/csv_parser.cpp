@@ -95,6 +95,7 @@ void CCsvParser::_Start(char delimiter, char quote, const stringEx& line_end) {
     delimiter_ = delimiter;
     quote_ = quote;
     line_end_ = line_end.empty() ? "\n"_lit : line_end;
+    line_end_rest_ = line_end_.size() - 1;
     row_count_ = 0;
     position_ = row_begin_ = 0;
     scanner_->set_marks({quote, delimiter, line_end_[0]});
@@ -189,7 +190,11 @@ CCsvParser::outcome CCsvParser::_EndOfInput() {
 
 /// Goes over the line end's further characters, which are not looked at.
 void CCsvParser::_SkipLineEndRest() {
-    std::uint64_t left = line_end_.size() - 1;
+    std::uint64_t left = line_end_rest_;
+    if (left <= buffer_->size() - position_) {
+        position_ += left;
+        return;
+    }
     for (;;) {
         const std::uint64_t step = std::min(left, buffer_->size() - position_);
         position_ += step;

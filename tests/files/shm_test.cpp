@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <cstring>
 #include <deque>
-#include <new>
 
 #include "support/child.h"
 #include "support/expect_throw.h"
@@ -90,16 +89,11 @@ TEST_F(shm, what_a_crashed_run_left_is_opened_as_it_is) {
 }
 
 TEST_F(shm, of_racing_creators_one_makes_and_prepares) {
-    struct shared {
-        std::atomic<int> opened;
-        std::atomic<bool> go;
-    };
     for (int round = 0; round < 20; ++round) {
-        shm_unlink(unique.text().c_str());
-        shared& common =
-            *new (mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0)) shared{};
+        const shared_value<std::atomic<int>> started, opened;
         const auto race = [&] {
-            while (!common.go) {
+            ++*started;
+            while (*started < 4) {
             }
             bool prepared = false;
             const CShMem region = CShMem::Create(name, 64, ACCESS_READ_WRITE, nullptr, [&](void* view) {
@@ -108,15 +102,12 @@ TEST_F(shm, of_racing_creators_one_makes_and_prepares) {
                 prepared = true;
             });
             const bool ready = std::strcmp(bytes(region), "ready") == 0;
-            ++common.opened;
-            while (common.opened < 4)
-                usleep(100);
+            ++*opened;
+            await(*opened, 4);
             return (ready ? 0 : 50) + (prepared ? 1 : 0) + (region.IsCreator() ? 10 : 0);
         };
         child a(race), b(race), c(race), d(race);
-        common.go = true;
         EXPECT_EQ(a.wait() + b.wait() + c.wait() + d.wait(), 11);
-        munmap(&common, 4096);
     }
 }
 

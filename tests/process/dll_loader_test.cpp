@@ -48,6 +48,14 @@ TEST(dll_loader, a_library_that_is_not_there) {
                    loading_text("n\xC3\xA9.so", "6EC3A92E736F", "libn\xC3\xA9.so"));
 }
 
+TEST(dll_loader, a_name_with_a_zero_byte_is_not_the_shorter_name) {
+    const std::string name("libm.so.6\0x", 11);
+    EXPECT_FAILURE(CDllLoader(stringEx(name)), dlllExp, 1,
+                   "CDllLoader::CDllLoader - error loading dynamic library\n  dll path       = " + name +
+                       "\n  path hex code  = 6C69626D2E736F2E360078\n"
+                       "  sys error desc = unknwon system error");
+}
+
 TEST(dll_loader, a_symbol_that_is_not_there) {
     const CDllLoader math("libm.so.6"_lit);
     void* const handle = dlopen("libm.so.6", RTLD_LAZY);

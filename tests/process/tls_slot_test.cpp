@@ -40,27 +40,27 @@ TEST(tls_slot, the_process_runs_out_of_slots) {
     CTlsSlot().SetValue(1);
 }
 
+TEST(tls_slot, a_slot_that_was_taken_away) {
+    pthread_key_t next = 0;
+    pthread_key_create(&next, nullptr);
+    pthread_key_delete(next);
+    const auto use_slot = [&](bool set) {
+        CTlsSlot slot;  // has the number that was free
+        pthread_key_delete(next);
+        if (set) slot.SetValue(1);
+    };
+    EXPECT_FAILURE(use_slot(true), tlsExp, 3, "CTlsSlot::SetValue - error set TLS Slot");
+    EXPECT_FAILURE(use_slot(false), tlsExp, 1,
+                   "CTlsSlot::~CTlsSlot - error release TLS Slot\n  error code = 22\n"
+                   "  error desc = the handle (key) value is invalid");
+}
+
 TEST(tls_slot, failures_of_the_system) {
     const faults::clean_slate slate;
-    struct {
-        const char* call;
-        int error;
-        int code;
-        const char* text;
-    } const rows[] = {
-        {"pthread_setspecific", ENOMEM, 3, "CTlsSlot::SetValue - error set TLS Slot"},
-        {"pthread_key_delete", EINVAL, 1,
-         "CTlsSlot::~CTlsSlot - error release TLS Slot\n  error code = 22\n"
-         "  error desc = the handle (key) value is invalid"},
-        {"pthread_key_delete", EIO, 1,
-         "CTlsSlot::~CTlsSlot - error release TLS Slot\n  error code = 5\n  error desc = unknown system "
-         "error"},
-    };
-    const auto use_slot = [] { CTlsSlot().SetValue(1); };
-    for (const auto& row : rows) {
-        faults::fail_next(row.call, row.error);
-        EXPECT_FAILURE(use_slot(), tlsExp, row.code, row.text);
-    }
+    faults::fail_next("pthread_key_delete", EIO);
+    EXPECT_FAILURE(CTlsSlot(), tlsExp, 1,
+                   "CTlsSlot::~CTlsSlot - error release TLS Slot\n  error code = 5\n"
+                   "  error desc = unknown system error");
 }
 
 }  // namespace

@@ -1,10 +1,13 @@
 #pragma once
 
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
 #include <exception>
+#include <new>
 
 #include "orlo/strings/exceptions.h"
 
@@ -46,5 +49,28 @@ private:
     pid_t id_;
     int status_ = -1;
 };
+
+/// A value that this process and the children it forks share.
+template <class T>
+class shared_value {
+public:
+    shared_value()
+        : value_(new (mmap(nullptr, sizeof(T), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0))
+                     T{}) {}
+    shared_value(const shared_value&) = delete;
+    shared_value& operator=(const shared_value&) = delete;
+    ~shared_value() { munmap(value_, sizeof(T)); }
+
+    T& operator*() const noexcept { return *value_; }
+
+private:
+    T* value_;
+};
+
+/// Waits until `value`, which other processes raise, has come to `target`.
+inline void await(const std::atomic<int>& value, int target) {
+    while (value < target)
+        usleep(100);
+}
 
 }  // namespace testing_support

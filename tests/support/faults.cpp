@@ -13,6 +13,7 @@
 #include <cstdarg>
 #include <map>
 #include <mutex>
+#include <new>
 #include <string>
 #include <type_traits>
 
@@ -171,6 +172,8 @@ WRAPPED(sem_init, int, -1, (sem_t * sem, int shared, unsigned value), (sem, shar
 WRAPPED(sem_destroy, int, -1, (sem_t * sem), (sem))
 WRAPPED(sem_close, int, -1, (sem_t * sem), (sem))
 WRAPPED(sem_unlink, int, -1, (const char* name), (name))
+// operator new(std::size_t, const std::nothrow_t&), under the name that the linker knows
+WRAPPED(_ZnwmRKSt9nothrow_t, void*, nullptr, (std::size_t size, const std::nothrow_t& tag), (size, tag))
 extern "C" sem_t* __real_sem_open(const char* name, int flags, ...);
 extern "C" sem_t* __wrap_sem_open(const char* name, int flags, mode_t mode, unsigned value);
 sem_t* __wrap_sem_open(const char* name, int flags, mode_t mode, unsigned value) {
@@ -189,7 +192,6 @@ sem_t* __wrap_sem_open(const char* name, int flags, mode_t mode, unsigned value)
 
 WRAPPED_NUMBER(posix_fadvise, (int fd, off_t offset, off_t length, int advice), (fd, offset, length, advice))
 WRAPPED_NUMBER(pthread_key_delete, (pthread_key_t key), (key))
-WRAPPED_NUMBER(pthread_setspecific, (pthread_key_t key, const void* value), (key, value))
 WRAPPED_NUMBER(pthread_mutexattr_init, (pthread_mutexattr_t * attribute), (attribute))
 WRAPPED_NUMBER(pthread_mutexattr_settype, (pthread_mutexattr_t * attribute, int type), (attribute, type))
 WRAPPED_NUMBER(pthread_mutexattr_setpshared, (pthread_mutexattr_t * attribute, int shared),

@@ -138,7 +138,7 @@ TEST_F(event, gives_a_light_mutex_up_wholly_and_takes_it_back_as_deep) {
     release.TakeBack();
 }
 
-#ifndef __SANITIZE_THREAD__  // which reports such misuse itself
+#ifndef ORLO_THREAD_SANITIZER  // which reports such misuse itself
 TEST_F(event, a_mutex_that_the_caller_does_not_hold) {
     CEvent signal;
     const std::string text =

@@ -6,24 +6,15 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <new>
+#include <cerrno>
 #include <random>
 #include <thread>
 #include <vector>
 
 #include "support/child.h"
+#include "support/faults.h"
 #include "support/watchdog.h"
 #include "threads/in_threads.h"
-
-namespace {
-std::atomic<int> allocations_to_fail{0};
-}
-
-// What the lock allocates its semaphore with; a test may let it find no memory.
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    if (allocations_to_fail > 0 && allocations_to_fail.fetch_sub(1) > 0) return nullptr;
-    return ::operator new(size);
-}
 
 namespace {
 
@@ -65,24 +56,25 @@ TEST(light_mutex, the_holder_nests_and_a_waiter_gets_the_lock_after_the_last_unl
 
 TEST(light_mutex, the_semaphore_waits_for_the_first_contention_and_for_memory) {
     const watchdog dog(30);
+    const faults::clean_slate slate;
     open_mutex mutex;
     {
         const CLockGuard outer(mutex), inner(mutex);
         EXPECT_FALSE(mutex.m_sem.IsMade());
     }
     mutex.Lock();
-    allocations_to_fail = 3;
+    faults::fail_next(faults::NOTHROW_NEW, ENOMEM, 3);
     std::thread waiter([&] { const CLockGuard guard(mutex); });
     while (mutex.m_count != 1)
         std::this_thread::yield();
     mutex.Unlock();
     waiter.join();
-    EXPECT_LE(allocations_to_fail, 0);
+    EXPECT_EQ(faults::pending(), 0);
     EXPECT_TRUE(mutex.m_sem.IsMade());
     EXPECT_EQ(mutex.m_count, -1);
 }
 
-#ifndef __SANITIZE_THREAD__
+#ifndef ORLO_THREAD_SANITIZER
 TEST(light_mutex, makes_no_system_call_when_nobody_contends) {
     static CLightMutex mutex;
     const auto alone = [](void (*action)()) {

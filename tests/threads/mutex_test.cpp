@@ -86,7 +86,7 @@ TEST_F(mutex, a_guard_can_try) {
     std::thread([&] { EXPECT_FALSE(lock.TryLock()); }).join();
 }
 
-#ifndef __SANITIZE_THREAD__  // which reports such misuse itself
+#ifndef ORLO_THREAD_SANITIZER  // which reports such misuse itself
 TEST_F(mutex, misuse) {
     CMutex lock;
     constexpr auto not_owned =

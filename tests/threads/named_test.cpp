@@ -6,7 +6,6 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
-#include <new>
 #include <optional>
 
 #include "orlo/threads/proc_event.h"
@@ -40,38 +39,30 @@ struct named : testing::Test {
 };
 
 TEST_F(named, a_mutex_keeps_processes_apart) {
-    struct shared {
-        std::atomic<std::int64_t> rounds;
-    };
-    shared& common = *new (
-        mmap(nullptr, sizeof(shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0)) shared{};
+    const shared_value<std::atomic<int>> rounds, gone;
     // nobody made it before: all of them create, one of them makes
     const auto contend = [&] {
         CProcMutex lock = CProcMutex::Create(name);
         for (int i = 0; i < 3000; ++i) {
             if (i % 3 == 0) {
-                EXPECT_TRUE(lock.TimedLock(15000));
+                if (!lock.TimedLock(15000)) return 100;
             } else {
                 lock.Lock();
             }
             const CLockGuard nested(lock);
-            common.rounds.store(common.rounds.load(std::memory_order_relaxed) + 1,
-                                std::memory_order_relaxed);  // two steps, for others to fall between
+            const int before = (*rounds).load(std::memory_order_relaxed);
+            (*rounds).store(before + 1, std::memory_order_relaxed);
             lock.Unlock();
         }
-        CProcSem done = CProcSem::Open(name);
-        done.P();
+        ++*gone;
         if (!lock.IsCreator()) return 0;
-        for (int i = 0; i < 4; ++i)
-            done.Wait();
+        await(*gone, 4);
         return 1;
     };
-    const CProcSem done = CProcSem::Create(name);
     child a(contend), b(contend), c(contend), d(contend);
     EXPECT_EQ(a.wait() + b.wait() + c.wait() + d.wait(), 1);
-    EXPECT_EQ(common.rounds, 12000);
+    EXPECT_EQ(*rounds, 12000);
     EXPECT_EQ(region_size(), -1);
-    munmap(&common, sizeof(shared));
 }
 
 TEST_F(named, a_mutex_left_by_a_dead_process_is_used_as_it_is) {
@@ -97,7 +88,7 @@ TEST_F(named, a_mutex_left_by_a_dead_process_is_used_as_it_is) {
     EXPECT_FALSE(lock.TimedLock(CTimeSpan(20000)));
 }
 
-#ifndef __SANITIZE_THREAD__  // which reports such misuse itself
+#ifndef ORLO_THREAD_SANITIZER  // which reports such misuse itself
 TEST_F(named, mutex_misuse) {
     std::optional<CProcMutex> made(CProcMutex::Create(name));
     CProcMutex opened = CProcMutex::Open(name);
@@ -185,21 +176,20 @@ TEST_F(named, an_event_wakes_other_processes) {
     EXPECT_EQ(a.wait() + b.wait() + c.wait(), 0);
 }
 
-TEST_F(named, racing_creators_of_an_event_make_one) {
-    const CProcSem done = CProcSem::Create(name);
+TEST_F(named, of_racing_creators_of_an_event_one_makes_it) {
     for (int round = 0; round < 20; ++round) {
+        const shared_value<std::atomic<int>> gone;
         const auto race = [&] {
-            CProcSem finished = CProcSem::Open(name);
-            CProcEvent made = CProcEvent::Create(name, true);
+            std::optional<CProcEvent> made(CProcEvent::Create(name, true));
             for (int i = 0; i < 20; ++i) {
-                made.Raise();
-                if (!made.TimedWait(5000)) return 100;
+                made->Raise();
+                if (!made->TimedWait(5000)) return 100;
             }
-            finished.P();
-            if (!made.IsCreator()) return 0;
-            for (int i = 0; i < 3; ++i)
-                finished.Wait();
-            return 1;
+            const bool is_creator = made->IsCreator();
+            if (is_creator) await(*gone, 2);  // the creator goes last
+            made.reset();
+            ++*gone;
+            return is_creator ? 1 : 0;
         };
         child a(race), b(race), c(race);
         EXPECT_EQ(a.wait() + b.wait() + c.wait(), 1);
@@ -230,6 +220,23 @@ TEST_F(named, a_semaphore_is_removed_by_its_creator_only) {
         CProcSem::Open(name), semExp, 7,
         "CProcSem/OpenNamedSemaphore - failed create named semaphore\n  semaphore name = " + unique.text() +
             "\n  error code     = 2\n  error desc     = the named semaphore does not exist");
+}
+
+TEST_F(named, of_racing_creators_of_a_semaphore_one_removes_it) {
+    for (int round = 0; round < 50; ++round) {
+        const shared_value<std::atomic<int>> started, opened;
+        const auto race = [&] {
+            ++*started;
+            while (*started < 3) {
+            }
+            const CProcSem made = CProcSem::Create(name, 1);
+            ++*opened;
+            await(*opened, 3);
+            return made.IsCreator() ? 1 : 0;
+        };
+        child a(race), b(race), c(race);
+        EXPECT_EQ(a.wait() + b.wait() + c.wait(), 1);
+    }
 }
 
 std::string semaphore_text(const std::string& head, const std::string& name, int error,
