@@ -42,9 +42,22 @@ public:
     /// One more item is there: wakes the consumer if it sleeps.
     void PostItem() { m_items.P(); }
     /// Takes the permit of one item within `limit`; false if none came.
-    bool WaitItem(CTimeLimit limit) { return m_items.TimedWait(limit); }
+    bool WaitItem(CTimeLimit limit) { return (!limit.IsTry() && _SpinForItem()) || m_items.TimedWait(limit); }
 
 private:
+    /// A consumer that sleeps costs each producer a system call for each item until it runs again, so it
+    /// looks for a moment whether the next item is on its way.
+    bool _SpinForItem() {
+        if (CSpinGate::g_spinEnabled == 0) return false;
+        for (std::uint32_t n = 0; n < item_rounds; ++n) {
+            if (m_items.TryWait()) return true;
+            IMPL::spin_pause();
+        }
+        return false;
+    }
+
+    static constexpr std::uint32_t item_rounds = 100;
+
     CSpinGate m_gate;
     CSem m_items{0};
     CSpinLightMutex m_mutex;
