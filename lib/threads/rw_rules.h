@@ -11,9 +11,10 @@
 //
 // The words (`Words`): m_state (0 free, above 0 the number of read holds, below 0 minus the depth of the
 // write hold), m_writer, m_waiters (threads that wait for the lock, for whatever reason), m_readWaiters
-// (those among them that wait to read), m_upgrading (one thread waits to raise its read holds). The gate
-// (`Gate`): a counter of permits; `TryPass` takes one if there is one, `Open` adds one. The caller (`Self`):
-// `id()`, `depth()`, its read holds on this lock, and `set_depth(n)`, which may throw.
+// (those among them that wait to read), m_upgrading (one thread waits to raise its read holds).
+// The caller's way to the lock (`Port`, a small handle passed by value): `TryPass()` takes a permit from the
+// gate if there is one, `Open()` adds one; `id()` is the calling thread, `depth()` its read holds on this
+// lock, and `set_depth(n)` notes them, which may throw.
 //
 // THE PERMIT. There is one real permit. It lies in the gate while the lock is free, and while readers hold
 // the lock and nobody waits; else it is out. So a reader that meets nobody neither takes it nor brings it
@@ -51,18 +52,26 @@ enum class rw_step {
 /// The steps, for one kind of words.
 template <class Words>
 struct rw_rules {
-    /// True when the real permit belongs into the port.
+    /// True when the real permit belongs into the gate.
     static bool permit_is_home(const Words& lock) {
         return lock.m_state == 0 || (lock.m_state > 0 && lock.m_waiters == 0);
     }
 
     /// Takes out every permit. For transitions after which none may be left: a superfluous one dies here.
     template <class Port>
-    [[gnu::cold]] static bool empty_gate(Port port) {
+    [[gnu::noinline]] static bool empty_gate(Port port) {
         bool any = false;
         while (port.TryPass())
             any = true;
         return any;
+    }
+
+    /// Makes the caller the writer. Every other thread is out, and no permit in the gate.
+    template <class Port>
+    static rw_step write_with(Words& lock, Port port, std::int64_t holds) {
+        lock.m_state = -holds;
+        lock.m_writer = port.id();
+        return rw_step::held;
     }
 
     template <class Port>
@@ -88,9 +97,7 @@ struct rw_rules {
     static rw_step ask_to_write(Words& lock, Port port, std::int64_t depth) {
         if (lock.m_state == 0) {
             if (!empty_gate(port)) return rw_step::retry;
-            lock.m_state = -1;
-            lock.m_writer = port.id();
-            return rw_step::held;
+            return write_with(lock, port, 1);
         }
         if (lock.m_state < 0 && lock.m_writer == port.id()) {
             --lock.m_state;
@@ -103,9 +110,7 @@ struct rw_rules {
         if (lock.m_state == depth) {
             port.set_depth(0);
             empty_gate(port);
-            lock.m_state = -(depth + 1);
-            lock.m_writer = port.id();
-            return rw_step::held;
+            return write_with(lock, port, depth + 1);
         }
         if (lock.m_upgrading != 0) return rw_step::refused;
         begin_waiting(lock, port, false);
@@ -113,15 +118,13 @@ struct rw_rules {
         return rw_step::raise;
     }
 
-    /// A thread that waited to write has passed the port.
+    /// A thread that waited to write has passed the gate.
     template <class Port>
     static rw_step woken_to_write(Words& lock, Port port) {
         if (lock.m_state == 0) {
             empty_gate(port);
             --lock.m_waiters;
-            lock.m_state = -1;
-            lock.m_writer = port.id();
-            return rw_step::held;
+            return write_with(lock, port, 1);
         }
         if (lock.m_state < 0 || lock.m_readWaiters == 0) return rw_step::wait;
         port.Open();  // it was meant for a reader
@@ -143,9 +146,7 @@ struct rw_rules {
         empty_gate(port);
         --lock.m_waiters;
         lock.m_upgrading = 0;
-        lock.m_state = -(depth + 1);
-        lock.m_writer = port.id();
-        return rw_step::held;
+        return write_with(lock, port, depth + 1);
     }
 
     /// A thread asks for a read hold. A writer that only waits does not hold it back; an upgrading one does,
@@ -175,7 +176,7 @@ struct rw_rules {
         return rw_step::held;
     }
 
-    /// A thread that waited to read has passed the port. It still waits if `set_depth` throws.
+    /// A thread that waited to read has passed the gate. It still waits if `set_depth` throws.
     template <class Port>
     static rw_step woken_to_read(Words& lock, Port port) {
         if (lock.m_state < 0) return rw_step::wait;
