@@ -8,22 +8,22 @@ include(wrapped_calls)
 
 # --- support -------------------------------------------------------------------------------------------------
 file(GLOB support_sources CONFIGURE_DEPENDS tests/support/*.cpp)
-if(support_sources)
-    add_library(orlo_test_support STATIC ${support_sources})
-    set(support_scope PUBLIC)
-    target_link_libraries(orlo_test_support PRIVATE orlo_warnings)
-else()
-    add_library(orlo_test_support INTERFACE)
-    set(support_scope INTERFACE)
-endif()
-target_include_directories(orlo_test_support ${support_scope} tests lib include)
-target_compile_features(orlo_test_support ${support_scope} cxx_std_20)
-target_compile_definitions(orlo_test_support ${support_scope}
+set(faults_source "${PROJECT_SOURCE_DIR}/tests/support/faults.cpp")
+list(REMOVE_ITEM support_sources "${faults_source}")
+add_library(orlo_test_support STATIC ${support_sources})
+target_link_libraries(orlo_test_support PRIVATE orlo_warnings)
+target_include_directories(orlo_test_support PUBLIC tests lib include)
+target_compile_features(orlo_test_support PUBLIC cxx_std_20)
+target_compile_definitions(orlo_test_support PUBLIC
     ORLO_SOURCE_DIR="${PROJECT_SOURCE_DIR}" TALLYCSV_BINARY="$<TARGET_FILE:tallycsv>")
 # gtest's INSTANTIATE_TEST_SUITE_P leaves a variadic part empty, which clang 14 still calls an extension.
-target_compile_options(orlo_test_support ${support_scope}
+target_compile_options(orlo_test_support PUBLIC
     $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-zero-variadic-macro-arguments>)
-target_link_libraries(orlo_test_support ${support_scope} GTest::gtest Threads::Threads)
+target_link_libraries(orlo_test_support PUBLIC GTest::gtest Threads::Threads)
+
+# Objects, not an archive: the wrapped names are first missed by archives that stand behind it on the link line.
+add_library(orlo_test_faults OBJECT "${faults_source}")
+target_link_libraries(orlo_test_faults PRIVATE orlo_test_support orlo_warnings)
 
 # A --wrap reaches only what is linked into the program itself, so with a shared library the folders that
 # inject faults get a static copy.
@@ -56,8 +56,8 @@ foreach(folder IN LISTS test_folders)
         add_dependencies(${tests} tallycsv)
     endif()
     target_link_libraries(${tests} PRIVATE orlo_test_support GTest::gmock GTest::gtest_main orlo_warnings)
-    if(folder IN_LIST ORLO_WRAPPED_FOLDERS AND EXISTS "${PROJECT_SOURCE_DIR}/tests/support/faults.cpp")
-        target_link_libraries(${tests} PRIVATE ${wrapped_library})
+    if(folder IN_LIST ORLO_WRAPPED_FOLDERS)
+        target_link_libraries(${tests} PRIVATE orlo_test_faults ${wrapped_library})
         list(TRANSFORM ORLO_WRAPPED_CALLS PREPEND "LINKER:--wrap=" OUTPUT_VARIABLE wraps)
         target_link_options(${tests} PRIVATE ${wraps})
     else()

@@ -2,26 +2,26 @@
 
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <span>
 #include <string_view>
 #include <vector>
 
+#include "merge_table.h"
 #include "orlo/rows/row.h"
 
 namespace tallycsv {
 
-/// One group as it is written: the key cells of its first row, and a running sum for each further column that
-/// one of its rows reached.
+/// One group as it is written: the key cells of its first row, and a sum for each further column that one of
+/// its rows reached.
 struct group_view {
     std::span<const std::string_view> key_cells;
     std::span<const std::int64_t> sums;
 };
 
-/// Folds rows whose first cells agree.
+/// Folds rows whose first cells agree into one table of running sums. See fold.cpp.
 class CFold {
 public:
-    explicit CFold(std::uint32_t key_columns) : key_columns_(key_columns) {}
+    explicit CFold(std::uint32_t key_columns) : key_columns_(key_columns), table_(key_columns) {}
 
     /// Adds the row to its group. A row of fewer cells than the key is dropped without a trace.
     void AddRow(const Orlo::csv_row_view& row);
@@ -34,13 +34,28 @@ public:
     void ForEachGroup(const std::function<void(const group_view&)>& visit);
 
 private:
-    struct group {
-        std::vector<std::string> key_cells;
-        std::vector<std::int64_t> sums;
+    /// Where a waiting row's parts lie in the vectors below.
+    struct waiting_row {
+        std::size_t key_begin;
+        std::uint32_t key_size;
+        std::uint32_t columns;
     };
+
+    void _AppendKeyCell(std::string_view cell);
+    void _AddWaiting();
+
     std::uint32_t key_columns_;
     std::uint32_t max_columns_ = 0;
-    std::map<std::string, group> groups_;
+    CMergeTable table_;
+
+    std::vector<waiting_row> waiting_;
+    std::vector<char> key_bytes_;
+    std::size_t key_end_ = 0;
+    std::vector<std::uint32_t> cell_sizes_;
+    std::vector<std::int64_t> numbers_;
+    std::size_t numbers_end_ = 0;
+    std::vector<merge_key> keys_;
+    std::vector<merge_group*> found_;
 };
 
 }  // namespace tallycsv

@@ -31,7 +31,7 @@ CCsvWriter::CCsvWriter(const stringEx& path, char delimiter, char quote, bool ap
     CSysFile file;
     file.Open(path, file_access::write, append ? O_CREAT : O_CREAT | O_TRUNC);
     if (append) file.SeekEnd(0);
-    Attach(make_shared<CGenericSeekableSink<CSysFile>>(std::move(file)), delimiter, quote, line_end,
+    Attach(shared_ptr<CGenericSeekableSink<CSysFile>>::make(std::move(file)), delimiter, quote, line_end,
            block_size);
 }
 

@@ -18,15 +18,6 @@ namespace {
 
 constexpr std::uint64_t MOST_NEGATIVE = std::uint64_t{1} << 63;
 
-/// The value of a digit, or 36 for what is none in any radix.
-template <class T>
-constexpr std::uint32_t digit_value(T c) noexcept {
-    if (c >= T('0') && c <= T('9')) return static_cast<std::uint32_t>(c - T('0'));
-    if (c >= T('a') && c <= T('z')) return static_cast<std::uint32_t>(c - T('a')) + 10;
-    if (c >= T('A') && c <= T('Z')) return static_cast<std::uint32_t>(c - T('A')) + 10;
-    return 36;
-}
-
 /// Consumes a radix prefix at `pos` and tells the radix: 0b 0x 0, b and x without the zero, else 10.
 template <class T>
 std::uint32_t detect_radix(std::basic_string_view<T> text, std::size_t& pos) noexcept {

@@ -107,7 +107,7 @@ TEST(SharedPtr, LastOwnerDeletes) {
     };
     struct derived : base {};
 
-    shared_ptr<derived> first = make_shared<derived>();
+    shared_ptr<derived> first = shared_ptr<derived>::make();
     shared_ptr<base> second = first;
     shared_ptr<base> third = std::move(second);
     first = {};

@@ -11,10 +11,10 @@ namespace testing_support {
 
 namespace fs = std::filesystem;
 
-temp_dir::temp_dir() {
-    const fs::path above = fs::path(TALLYCSV_BINARY).parent_path() / "tmp";
-    fs::create_directories(above);
-    path_ = (fs::canonical(above) / "XXXXXX").string();
+temp_dir::temp_dir(const std::string& above) {
+    const fs::path parent = above.empty() ? fs::path(TALLYCSV_BINARY).parent_path() / "tmp" : fs::path(above);
+    fs::create_directories(parent);
+    path_ = (fs::canonical(parent) / "XXXXXX").string();
     if (::mkdtemp(path_.data()) == nullptr) throw std::runtime_error("no temporary directory " + path_);
 }
 

@@ -6,10 +6,10 @@
 
 namespace testing_support {
 
-/// A fresh directory below the build tree that goes away, with all in it, when the object does.
+/// A fresh directory, in the build tree or in `above`, that goes away, with all in it, when the object does.
 class temp_dir {
 public:
-    temp_dir();
+    explicit temp_dir(const std::string& above = {});
     temp_dir(const temp_dir&) = delete;
     temp_dir& operator=(const temp_dir&) = delete;
     ~temp_dir();

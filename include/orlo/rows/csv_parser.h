@@ -75,6 +75,7 @@ private:
     char quote_ = '"';
     char delimiter_ = ',';
     stringEx line_end_;
+    std::uint64_t line_end_rest_ = 0;
     shared_ptr<TDataSource> source_;
     std::uint64_t row_quota_ = default_row_quota;
     std::uint32_t row_count_ = 0;

@@ -15,6 +15,11 @@
 
 namespace Orlo {
 
+template <class S>
+class IStrMatchCmd;
+template <class S>
+struct str_replacement;
+
 /// The units of narrow and wide text, which know numbers, blanks and letters; bytes do not.
 template <class T>
 concept text_unit = std::is_same_v<T, char> || std::is_same_v<T, wchar_t>;
@@ -352,6 +357,46 @@ public:
     void append_format(std::size_t max_length, const T* format, ...) requires text_unit<T>;
     void append_format_list(std::size_t max_length, const T* format,
                             std::va_list arguments) requires text_unit<T>;
+
+    // --- walking: "orlo/strings/match_cmd.h" says how, and holds the two types that these take ------------
+
+    /// Appends to `target` the walked copy of `source`, in which `cmd` decides about each `escape`. A doubled
+    /// escape becomes a single one, or stays double with `keep_double`; one at the very end stays, or goes
+    /// with `drop_trailing`. The second form walks this object in place.
+    static void replace_by_cmd(const basic_buffer& source, basic_buffer& target, T escape,
+                               IStrMatchCmd<basic_buffer>& cmd, bool drop_trailing = false,
+                               bool keep_double = false);
+    void replace_by_cmd(T escape, IStrMatchCmd<basic_buffer>& cmd, bool drop_trailing = false,
+                        bool keep_double = false);
+    /// The same in place by a table, which an entry with neither key nor value ends: the first key that
+    /// stands behind an escape is replaced, together with the escape, by its value.
+    void replace_by_table(T escape, const str_replacement<basic_buffer>* table, bool drop_trailing = false,
+                          bool keep_double = false);
+
+    /// The same walk over stretches from `open` to the next `close`; `cmd` gets what lies between. The first
+    /// character of `open` doubled is no opening. An `open` without a `close` stays, or, with
+    /// `drop_unclosed`, goes, and what follows it stays. An empty `open` changes nothing.
+    static void replace_between(const basic_buffer& source, basic_buffer& target, view_type open,
+                                view_type close, IStrMatchCmd<basic_buffer>& cmd, bool drop_unclosed = false,
+                                bool keep_double = false);
+    void replace_between(view_type open, view_type close, IStrMatchCmd<basic_buffer>& cmd,
+                         bool drop_unclosed = false, bool keep_double = false);
+
+    // --- escaping: each appends what it makes of this text to `target`, which may be this object ----------
+
+    /// < > & ' and " become "&lt;" "&gt;" "&amp;" "&apos;" "&quot;"; restoring knows these five and leaves
+    /// any other entity, and an "&" that no ";" follows, as it is.
+    void xml_escape_append_to(basic_buffer& target) const requires text_unit<T>;
+    void xml_restore_append_to(basic_buffer& target) const requires text_unit<T>;
+    /// The same without "&apos;", in both directions.
+    void html_escape_append_to(basic_buffer& target) const requires text_unit<T>;
+    void html_restore_append_to(basic_buffer& target) const requires text_unit<T>;
+    /// The inside of a JSON string: ", the backslash and what lies below blank get a backslash, as one of
+    /// " \\ b f n r t or as u and four digits. Restoring takes back the same, and any u with four digits: in
+    /// narrow text as UTF-8, two that make a pair as one character. Other backslashes stay ("\/", half a
+    /// pair, one at the end).
+    void json_escape_append_to(basic_buffer& target) const requires text_unit<T>;
+    void json_restore_append_to(basic_buffer& target) const requires text_unit<T>;
 
     /// Less than, equal to or greater than 0, by the order of `operator<`.
     static int compare(view_type a, view_type b) noexcept;

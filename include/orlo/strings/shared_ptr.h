@@ -30,6 +30,12 @@ public:
         }
     }
 
+    /// A new `T` made from `args`, owned by the returned handle.
+    template <class... Args>
+    static shared_ptr make(Args&&... args) {
+        return shared_ptr(new T(std::forward<Args>(args)...));
+    }
+
     shared_ptr(const shared_ptr& other) noexcept : object_(other.object_), count_(other.count_) {
         count_.share();
     }
@@ -72,11 +78,5 @@ private:
     T* object_ = nullptr;
     shared_count count_;
 };
-
-/// A new `T` made from `args`, owned by the returned handle.
-template <class T, class... Args>
-shared_ptr<T> make_shared(Args&&... args) {
-    return shared_ptr<T>(new T(std::forward<Args>(args)...));
-}
 
 }  // namespace Orlo

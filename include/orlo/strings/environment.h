@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "orlo/strings/buffer.h"
+
+// The environment of the process, under one lock.
+//
+// The C library's own functions race: `setenv` may move or free what another thread's `getenv` is reading.
+// The functions here hold one process-wide lock and hand out copies, so among themselves they are safe from
+// any thread, at any time between the start of the process and its end. The lock does not guard against what
+// passes it by: `getenv`, `setenv`, `putenv`, `unsetenv` and `environ` used directly, by the program or
+// inside a library (the C library itself reads TZ and the locale's variables). A program with threads changes
+// the environment before it starts them, or only through these functions and reads it only through them.
+// Between `fork` and `exec` they may not be called: another thread may have held the lock.
+//
+// Wide names and values pass through the C library's locale; text that the locale cannot convert is taken
+// one byte a character.
+
+namespace Orlo {
+
+/// A copy of the variable's value; empty when it is unset or empty. A name that no variable can have (an
+/// empty one, one with "=" or NUL) is unset.
+stringEx GetEnv(std::string_view name);
+wstringEx GetEnv(std::wstring_view name);
+
+/// Sets the variable, or removes it. Throws `auxExp` of code 2 for a name that no variable can have, or a
+/// value with NUL inside.
+void SetEnv(std::string_view name, std::string_view value);
+void UnsetEnv(std::string_view name);
+
+/// Expands all references to variables in `text`: `$NAME`, in which the name is the longest run of ASCII
+/// letters, digits and "_", and `${NAME}`. "$$" becomes "$", and what follows it is no reference. A reference
+/// to an unset or empty variable stays as it is, and so does a "$" that begins none; a "${" that nothing
+/// closes is dropped, and what follows it stays.
+///
+/// Values may hold references: the text is expanded again until nothing is replaced, 64 times at most, less
+/// `depth`. So a variable that holds itself ends after 64 levels. One that holds itself twice doubles at each
+/// level, which no memory could hold to the end: all levels together insert at most 16 Mi (16777216)
+/// characters of values, and beyond that `auxExp` of code 1 is thrown, which names the variable. On a failure
+/// `text` is as it was.
+void ExpandEnvRefs(stringEx& text, std::uint32_t depth = 0);
+void ExpandEnvRefs(wstringEx& text, std::uint32_t depth = 0);
+
+}  // namespace Orlo

@@ -1,0 +1,145 @@
+// The environment under one lock.
+//
+// The lock is a std::mutex and not one of the library's own: those live in a higher layer, and this one must
+// work before the first constructor and after the last destructor. It needs neither: its constructor is
+// constexpr and its destructor does nothing.
+//
+// Variables are looked up in `environ` itself rather than by `getenv`: a name is then a view, which needs no
+// terminated copy. The references of a text may be as long as the text ("${${${"), and copying each would
+// make a linear walk quadratic.
+
+#include "orlo/strings/environment.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cwchar>
+#include <new>
+#include <optional>
+
+#include "strings/env_access.h"
+#include "strings/failure.h"
+
+namespace Orlo {
+namespace {
+
+constexpr failure<auxExp> SET_ARGUMENT = {{.code = 2, .head = "SetEnv - invalid argument"}};
+constexpr failure<auxExp> UNSET_ARGUMENT = {{.code = 2, .head = "UnsetEnv - invalid argument"}};
+
+constinit std::mutex the_mutex;
+
+bool can_be_name(std::string_view name) noexcept {
+    return !name.empty() && name.find('=') == name.npos && name.find('\0') == name.npos;
+}
+
+/// The value inside the environment, null when there is none. A name with "=" or NUL finds nothing.
+const char* find_value(std::string_view name) noexcept {
+    if (environ == nullptr || name.empty()) return nullptr;
+    for (char* const* entry = environ; *entry != nullptr; ++entry) {
+        const char* at = *entry;
+        std::size_t same = 0;
+        while (same < name.size() && at[same] == name[same] && at[same] != '=' && at[same] != '\0')
+            ++same;
+        if (same == name.size() && at[same] == '=') return at + same + 1;
+    }
+    return nullptr;
+}
+
+std::size_t longest_name() noexcept {
+    std::size_t longest = 0;
+    for (char* const* entry = environ; entry != nullptr && *entry != nullptr; ++entry)
+        longest = std::max(longest, std::strcspn(*entry, "="));
+    return longest;
+}
+
+/// The bytes of `text` in the locale; one byte a character if that cannot be, and nothing if neither can.
+std::optional<stringEx> narrow(std::wstring_view text) {
+    stringEx made;
+    std::mbstate_t state{};
+    char bytes[16];
+    for (const wchar_t c : text) {
+        const std::size_t count = std::wcrtomb(bytes, c, &state);
+        if (count == static_cast<std::size_t>(-1)) {
+            made.clear();
+            break;
+        }
+        made.append(bytes, count);
+    }
+    if (!made.empty()) return made;
+    for (const wchar_t c : text) {
+        if (c < 0 || c > 0xFF) return std::nullopt;
+        made.append(static_cast<char>(c));
+    }
+    return made;
+}
+
+void append_widened(std::string_view text, wstringEx& out) {
+    const std::size_t old_size = out.size();
+    std::mbstate_t state{};
+    for (std::size_t pos = 0; pos < text.size();) {
+        wchar_t c = 0;
+        const std::size_t count = std::mbrtowc(&c, text.data() + pos, text.size() - pos, &state);
+        if (count == 0 || count > text.size()) {
+            if (pos != 0) out.set_size(old_size);
+            for (const char byte : text)
+                out.append(static_cast<wchar_t>(static_cast<unsigned char>(byte)));
+            return;
+        }
+        out.append(c);
+        pos += count;
+    }
+}
+
+}  // namespace
+
+namespace IMPL {
+
+std::mutex& environment_mutex() noexcept {
+    return the_mutex;
+}
+
+void append_env(std::string_view name, stringEx& out) {
+    const std::lock_guard lock(the_mutex);
+    if (const char* const value = find_value(name)) out.append(value);
+}
+
+void append_env(std::wstring_view name, wstringEx& out) {
+    const std::lock_guard lock(the_mutex);
+    // a character is one byte at least: what is longer than every name need not be converted to be unknown
+    if (name.size() > longest_name()) return;
+    const std::optional<stringEx> bytes = narrow(name);
+    if (!bytes) return;
+    if (const char* const value = find_value(bytes->view())) append_widened(value, out);
+}
+
+}  // namespace IMPL
+
+stringEx GetEnv(std::string_view name) {
+    stringEx value;
+    IMPL::append_env(name, value);
+    return value;
+}
+
+wstringEx GetEnv(std::wstring_view name) {
+    wstringEx value;
+    IMPL::append_env(name, value);
+    return value;
+}
+
+void SetEnv(std::string_view name, std::string_view value) {
+    if (!can_be_name(name) || value.find('\0') != value.npos) SET_ARGUMENT.raise();
+    const stringEx name_text(name);
+    const stringEx value_text(value);
+    const std::lock_guard lock(the_mutex);
+    if (::setenv(name_text.c_str(), value_text.c_str(), 1) != 0) throw std::bad_alloc();
+}
+
+void UnsetEnv(std::string_view name) {
+    if (!can_be_name(name)) UNSET_ARGUMENT.raise();
+    const stringEx name_text(name);
+    const std::lock_guard lock(the_mutex);
+    ::unsetenv(name_text.c_str());
+}
+
+}  // namespace Orlo

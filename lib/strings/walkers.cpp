@@ -1,0 +1,214 @@
+// The walkers: text in which a command or a table replaces what follows an escape or lies between delimiters.
+//
+// A walk keeps two places: `next`, where it looks for the next mark, and `kept`, where the text begins that
+// is not yet written. What stays as it is only moves `next`; a replacement writes the text from `kept` up to
+// the mark as one block, then the replacement, and sets both behind what was consumed. With "%" as the
+// escape, "x" for "%a" and nothing for "%q":
+//
+//     1%q2%a3      "%q" is none: next goes behind it; "%a": "1%q2" and "x" are written; the end writes "3"
+//
+// Linear: each character is passed once by the search for marks and copied once. The search for `close` is
+// remembered, since the first `close` behind one `open` is also the first behind every later `open` before
+// it: a text of nothing but openings and one closing does not search to the end for each.
+
+#include "orlo/strings/match_cmd.h"
+#include "strings/append_apart.h"
+
+namespace Orlo {
+namespace {
+
+template <class T>
+class walk {
+public:
+    using text = basic_buffer<T>;
+    using view = typename text::view_type;
+
+    walk(view source, text& target, IStrMatchCmd<text>& cmd, bool drop_open_end, bool keep_double)
+        : source_(source),
+          target_(target),
+          cmd_(cmd),
+          drop_open_end_(drop_open_end),
+          keep_double_(keep_double) {
+        target.reserve_for_write(target.size() + source.size() + source.size() / 8 + 1);
+    }
+
+    void escapes(T escape) {
+        for (;;) {
+            const std::size_t mark = source_.find(escape, next_);
+            if (mark == view::npos) break;
+            next_ = mark + 1;
+            if (next_ == source_.size()) {
+                drop_open_end(mark);
+                break;
+            }
+            if (source_[next_] == escape) {
+                pass_double();
+                continue;
+            }
+            const std::int32_t code = ask(source_.substr(next_));
+            if (!goes_on(code)) break;
+            if (code != MATCH_NONE) {
+                const std::uint64_t left = source_.size() - next_;
+                replace(code, mark, next_ + std::min<std::uint64_t>(cmd_.GetMatchedLen(), left));
+            }
+        }
+        write_up_to(source_.size());
+    }
+
+    void stretches(view open, view close) {
+        // an opening such as "{{" cannot be told from its own first character doubled: it is never doubled
+        const bool may_double = open.size() == 1 || open[0] != open[1];
+        std::size_t end = 0;
+        for (;;) {
+            const std::size_t mark = source_.find(open[0], next_);
+            if (mark == view::npos) break;
+            next_ = mark + 1;
+            if (may_double && next_ < source_.size() && source_[next_] == open[0]) {
+                pass_double();
+                continue;
+            }
+            if (!source_.substr(mark).starts_with(open)) continue;
+
+            next_ = mark + open.size();
+            if (end < next_) end = source_.find(close, next_);
+            if (end == view::npos) {
+                drop_open_end(mark);
+                break;
+            }
+            const std::int32_t code = ask(source_.substr(next_, end - next_));
+            if (!goes_on(code)) break;
+            if (code != MATCH_NONE) replace(code, mark, end + close.size());
+        }
+        write_up_to(source_.size());
+    }
+
+private:
+    static bool goes_on(std::int32_t code) noexcept { return code >= MATCH_NONE && code < MATCH_STOP; }
+
+    std::int32_t ask(view key) {
+        out_.clear();
+        return cmd_.Match(text::borrow(key), out_);
+    }
+
+    /// Writes what is not yet written before `end`.
+    void write_up_to(std::size_t end) { target_.append(source_.substr(kept_, end - kept_)); }
+
+    /// Replaces the text from the mark up to `behind`; the mark ends at `next_`.
+    void replace(std::int32_t code, std::size_t mark, std::size_t behind) {
+        write_up_to(code == MATCH_INSERT ? next_ : mark);
+        target_.append(out_);
+        kept_ = next_ = behind;
+    }
+
+    /// Goes behind the second of two equal characters, of which `next_` is the place of the second.
+    void pass_double() {
+        if (!keep_double_) {
+            write_up_to(next_);
+            kept_ = next_ + 1;
+        }
+        ++next_;
+    }
+
+    /// The mark that ends at `next_` has nothing to work on.
+    void drop_open_end(std::size_t mark) {
+        if (!drop_open_end_) return;
+        write_up_to(mark);
+        kept_ = next_;
+    }
+
+    view source_;
+    text& target_;
+    IStrMatchCmd<text>& cmd_;
+    bool drop_open_end_;
+    bool keep_double_;
+    text out_;
+    std::size_t next_ = 0;
+    std::size_t kept_ = 0;
+};
+
+/// Looks replacements up in a table.
+template <class S>
+class CTableMatchCmd final : public IStrMatchCmd<S> {
+public:
+    explicit CTableMatchCmd(const str_replacement<S>* table) : table_(table) {}
+
+    std::int32_t Match(const S& key, S& out) override {
+        for (const str_replacement<S>* row = table_; !row->key.empty() || !row->value.empty(); ++row) {
+            if (!key.starts_with(row->key)) continue;
+            out = row->value;
+            matchedLen_ = row->key.size();
+            return MATCH_REPLACE;
+        }
+        return MATCH_NONE;
+    }
+
+    std::uint64_t GetMatchedLen() const override { return matchedLen_; }
+
+private:
+    const str_replacement<S>* table_;
+    std::uint64_t matchedLen_ = 0;
+};
+
+}  // namespace
+
+template <class T>
+void basic_buffer<T>::replace_by_cmd(const basic_buffer& source, basic_buffer& target, T escape,
+                                     IStrMatchCmd<basic_buffer>& cmd, bool drop_trailing, bool keep_double) {
+    IMPL::append_apart(source, target, [&](basic_buffer& made) {
+        walk<T>(source.view(), made, cmd, drop_trailing, keep_double).escapes(escape);
+    });
+}
+
+template <class T>
+void basic_buffer<T>::replace_by_cmd(T escape, IStrMatchCmd<basic_buffer>& cmd, bool drop_trailing,
+                                     bool keep_double) {
+    if (view().find(escape) == npos) return;
+    basic_buffer made;
+    replace_by_cmd(*this, made, escape, cmd, drop_trailing, keep_double);
+    *this = std::move(made);
+}
+
+template <class T>
+void basic_buffer<T>::replace_by_table(T escape, const str_replacement<basic_buffer>* table,
+                                       bool drop_trailing, bool keep_double) {
+    CTableMatchCmd<basic_buffer> cmd(table);
+    replace_by_cmd(escape, cmd, drop_trailing, keep_double);
+}
+
+template <class T>
+void basic_buffer<T>::replace_between(const basic_buffer& source, basic_buffer& target, view_type open,
+                                      view_type close, IStrMatchCmd<basic_buffer>& cmd, bool drop_unclosed,
+                                      bool keep_double) {
+    IMPL::append_apart(source, target, [&](basic_buffer& made) {
+        if (open.empty()) {
+            made.append(source.view());
+            return;
+        }
+        walk<T>(source.view(), made, cmd, drop_unclosed, keep_double).stretches(open, close);
+    });
+}
+
+template <class T>
+void basic_buffer<T>::replace_between(view_type open, view_type close, IStrMatchCmd<basic_buffer>& cmd,
+                                      bool drop_unclosed, bool keep_double) {
+    if (open.empty() || view().find(open[0]) == npos) return;
+    basic_buffer made;
+    replace_between(*this, made, open, close, cmd, drop_unclosed, keep_double);
+    *this = std::move(made);
+}
+
+#define ORLO_WALKERS(T)                                                                                      \
+    template void basic_buffer<T>::replace_by_cmd(const basic_buffer&, basic_buffer&, T,                     \
+                                                  IStrMatchCmd<basic_buffer>&, bool, bool);                  \
+    template void basic_buffer<T>::replace_by_cmd(T, IStrMatchCmd<basic_buffer>&, bool, bool);               \
+    template void basic_buffer<T>::replace_by_table(T, const str_replacement<basic_buffer>*, bool, bool);    \
+    template void basic_buffer<T>::replace_between(const basic_buffer&, basic_buffer&, view_type, view_type, \
+                                                   IStrMatchCmd<basic_buffer>&, bool, bool);                 \
+    template void basic_buffer<T>::replace_between(view_type, view_type, IStrMatchCmd<basic_buffer>&, bool,  \
+                                                   bool);
+ORLO_WALKERS(char)
+ORLO_WALKERS(wchar_t)
+ORLO_WALKERS(unsigned char)
+#undef ORLO_WALKERS
+
+}  // namespace Orlo

@@ -1,0 +1,278 @@
+#include "orlo/rows/csv_parser.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "rows/block_source.h"
+#include "rows/csv_scanner.h"
+#include "rows/obvious_parser.h"
+
+namespace Orlo {
+namespace {
+
+using testing_support::block_source;
+using testing_support::dialect;
+using testing_support::parse_obviously;
+using testing_support::parsed_text;
+
+enum class reading { owned_cells, views };
+
+/// Reads all rows until the end or a failure, which is told by its text's last line.
+parsed_text read_all(CCsvParser& parser, reading how) {
+    parsed_text result;
+    row_cells row{"left over"_lit, "from before"};
+    csv_row_view view;
+    try {
+        for (;;) {
+            std::vector<std::string> cells;
+            if (how == reading::owned_cells) {
+                if (!parser.GetNextRow(row)) break;
+                for (const stringEx& cell : row)
+                    cells.emplace_back(cell.view());
+            } else {
+                if (!parser.GetNextRow(view)) break;
+                for (std::size_t i = 0; i < view.size(); ++i)
+                    cells.emplace_back(view[i]);
+            }
+            result.rows.push_back(cells);
+        }
+        EXPECT_EQ(parser.GetRowCount(), result.rows.size());
+        if (how == reading::owned_cells) {
+            EXPECT_TRUE(row.empty());
+        }
+    } catch (const csvExp& failure) {
+        const std::string_view text = failure.message();
+        const std::string content(text.substr(std::min(text.size(), text.rfind("  content = ") + 12)));
+        if (failure.code() == 5) {
+            result.failure = "quota";
+        } else if (text.find("the last qouted") != text.npos) {
+            result.failure = "unclosed: " + content;
+        } else {
+            result.failure = std::string("quoting: ") + text[text.find("  char    = ") + 12] + content;
+            if (how == reading::owned_cells) {
+                EXPECT_EQ(row.back().view(), content) << "the cell is in the row";
+            }
+        }
+    }
+    return result;
+}
+
+parsed_text read_source(std::string_view text, const dialect& d, std::uint32_t block, reading how) {
+    CCsvParser parser;
+    const auto source = shared_ptr<block_source>::make(text);
+    parser.Attach(source, d.delimiter, d.quote, stringEx(d.line_end.c_str()), block);
+    parser.SetRowQuota(d.quota);
+    parsed_text result = read_all(parser, how);
+    EXPECT_TRUE(source->ordered);
+    return result;
+}
+
+parsed_text read_memory(std::string_view text, const dialect& d, reading how) {
+    byteEx bytes(reinterpret_cast<const unsigned char*>(text.data()), text.size());
+    CCsvParser parser;
+    parser.Attach(bytes, d.delimiter, d.quote, stringEx(d.line_end.c_str()));
+    parser.SetRowQuota(d.quota);
+    return read_all(parser, how);
+}
+
+std::string printable(std::string_view text) {
+    std::string shown;
+    for (const char c : text)
+        shown += c == '\r' ? "\\r" : c == '\n' ? "\\n" : std::string(1, c);
+    return shown;
+}
+
+/// Reading `text` by each of `blocks`, as cells and as views in turn, gives what the obvious parser makes of
+/// it.
+void check(std::string_view text, const dialect& d, std::initializer_list<std::uint32_t> blocks) {
+    const parsed_text expected = parse_obviously(text, d);
+    for (const std::uint32_t block : blocks) {
+        const reading how = (text.size() + block) % 2 == 0 ? reading::owned_cells : reading::views;
+        ASSERT_EQ(read_source(text, d, block, how), expected) << printable(text) << " block " << block;
+    }
+}
+
+/// Calls `visit` with all texts over `alphabet` up to `length`.
+template <class Visit>
+void for_all_texts(std::string_view alphabet, std::size_t length, Visit&& visit) {
+    std::string text;
+    std::size_t number = 0;
+    for (std::size_t size = 0; size <= length; ++size) {
+        std::size_t texts = 1;
+        for (std::size_t i = 0; i < size; ++i)
+            texts *= alphabet.size();
+        text.resize(size);
+        for (std::size_t i = 0; i < texts; ++i) {
+            std::size_t rest = i;
+            for (char& c : text) {
+                c = alphabet[rest % alphabet.size()];
+                rest /= alphabet.size();
+            }
+            visit(text, number++);
+            if (testing::Test::HasFatalFailure()) return;
+        }
+    }
+}
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || defined(__clang__)
+constexpr std::size_t LONGEST_TEXT =
+    5;  // the sanitizers are slow, and the blocks of longer texts meet no new case
+#else
+constexpr std::size_t LONGEST_TEXT = 7;
+#endif
+
+TEST(CsvParser, AgreesWithTheObviousParserOnAllShortTextsAtEveryBlockSize) {
+    for_all_texts("\",\r\na1", LONGEST_TEXT, [](const std::string& text, std::size_t) {
+        check(text, {}, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17});
+    });
+    for_all_texts("\",\r\na1", 5, [](const std::string& text, std::size_t) {
+        ASSERT_EQ(read_memory(text, {}, reading::owned_cells), parse_obviously(text, {})) << printable(text);
+        ASSERT_EQ(read_memory(text, {}, reading::views), parse_obviously(text, {})) << printable(text);
+    });
+}
+
+// Small quotas, other line ends, and marks that coincide, which only the plain scanner can serve.
+TEST(CsvParser, AgreesInEveryDialect) {
+    const dialect dialects[] = {
+        {.quota = 0},           {.quota = 2},
+        {.quota = 3},           {.line_end = "\n"},
+        {.line_end = "\r\n\n"}, {.quote = '\'', .delimiter = ';', .line_end = "\n", .quota = 4},
+        {.quote = ','},         {.quote = '\r'},
+        {.delimiter = '\r'},    {.quote = ',', .delimiter = ',', .line_end = ","},
+    };
+    for (const dialect& d : dialects) {
+        for_all_texts("\",\r\na", 5, [&d](const std::string& text, std::size_t number) {
+            const auto block = 1 + static_cast<std::uint32_t>(number % 7);
+            check(text, d, {block, block + 1});
+            ASSERT_EQ(read_memory(text, d, reading::views), parse_obviously(text, d)) << printable(text);
+        });
+    }
+}
+
+// Both scanners, side by side, on texts far longer than a word of the index, a slab of it, and a block.
+TEST(CsvParser, AgreesOnLongRandomTexts) {
+    const unsigned seed = std::random_device{}();
+    SCOPED_TRACE(seed);
+    std::mt19937 random(seed);
+    for (int round = 0; round < 200; ++round) {
+        std::string text;
+        const std::size_t size = random() % 40000;
+        const unsigned marks = 2 + random() % 60;
+        while (text.size() < size) {
+            switch (random() % marks) {
+                case 0:
+                    text += ',';
+                    break;
+                case 1:
+                    text += random() % 3 == 0 ? "\r\n" : ",\"a, \"\"b\"\"\r\n\",";
+                    break;
+                default:
+                    text += static_cast<char>('0' + random() % 70);
+            }
+        }
+        const std::uint32_t block = 1 + random() % 10000;
+        check(text, {.quota = round % 4 == 0 ? random() % 30000 : 0xFFFF}, {block, block + 1});
+        ASSERT_EQ(read_memory(text, {}, reading::views), parse_obviously(text, {}));
+    }
+}
+
+// The two scanners give the same cells and stop alike, wherever the bytes are cut.
+TEST(CsvScanner, PlainAndFastAgreeAtEveryCut) {
+    for_all_texts("\",\ra", 6, [](const std::string& text, std::size_t) {
+        for (std::size_t cut = 0; cut <= text.size(); ++cut) {
+            IMPL::csv_scanner fast;
+            IMPL::csv_scanner plain;
+            for (IMPL::csv_scanner* scanner : {&fast, &plain})
+                scanner->set_marks({'"', ',', '\r'});
+            plain.use_plain();
+            for (const std::size_t limit : {cut, text.size()}) {
+                const auto stopped = fast.scan(text.data(), limit);
+                ASSERT_EQ(stopped, plain.scan(text.data(), limit)) << printable(text) << ' ' << cut;
+                ASSERT_EQ(fast.position(), plain.position()) << printable(text) << ' ' << cut;
+                ASSERT_EQ(fast.cells().size(), plain.cells().size()) << printable(text) << ' ' << cut;
+                if (stopped != IMPL::csv_scanner::stop::used_up) break;
+                ASSERT_EQ(fast.state(), plain.state()) << printable(text) << ' ' << cut;
+            }
+        }
+    });
+}
+
+TEST(CsvParser, RowsOfTheQuotaPassAndOneMoreFails) {
+    struct row {
+        std::size_t length;
+        const char* behind;
+        bool passes;
+    };
+    const row rows[] = {
+        {65535, "\r\n", true},  // the line end's first character is the last that fits
+        {65536, "", true},      // at the end of the input nothing is checked
+        {65536, "\r\n", false}, {65537, "", false}, {200000, "\r\n", false},
+    };
+    for (const row& r : rows) {
+        const std::string text = std::string(r.length, 'x') + r.behind;
+        EXPECT_EQ(read_source(text, {}, 8192, reading::views).failure, r.passes ? "" : "quota") << r.length;
+        EXPECT_EQ(read_memory(text, {}, reading::owned_cells).failure, r.passes ? "" : "quota") << r.length;
+    }
+}
+
+TEST(CsvParser, FailureTexts) {
+    struct row {
+        std::string_view text;
+        std::int32_t code;
+        const char* message;
+        std::size_t cells_left;
+    };
+    const row rows[] = {
+        {"k,\"a \"\"q\"\"\"b", 1,
+         "CCsvParser::GetNextRow - delimiter or line end mark not follow by end of qouter\n"
+         "  char    = b (0x62)\n  expect  = ,\n  content = a \"q\"",
+         2},
+        {"\"a\"\xE9", 1,
+         "CCsvParser::GetNextRow - delimiter or line end mark not follow by end of qouter\n"
+         "  char    = \xE9 (0xffffffe9)\n  expect  = ,\n  content = a",
+         1},
+        {std::string_view("\"a\"\0", 4), 1,
+         "CCsvParser::GetNextRow - delimiter or line end mark not follow by end of qouter\n"
+         "  char    = @ (0)\n  expect  = ,\n  content = a",
+         1},
+        {"x,y,\"a\"\"\r\n,", 1,
+         "CCsvParser::GetNextRow - the last qouted field is not closed correctly\n  content = a\"\r\n,", 2},
+        {"a,b,0123456789", 5, "CCsvParser::GetNextRow - out of row length quota\n  current quota = 8", 2},
+    };
+    for (const row& r : rows) {
+        byteEx bytes(reinterpret_cast<const unsigned char*>(r.text.data()), r.text.size());
+        CCsvParser parser;
+        parser.Attach(bytes);
+        if (r.code == 5) parser.SetRowQuota(8);
+        row_cells cells;
+        try {
+            parser.GetNextRow(cells);
+            ADD_FAILURE() << r.message;
+        } catch (const csvExp& failure) {
+            std::string message(failure.message().view());
+            std::replace(message.begin(), message.end(), '\0', '@');
+            EXPECT_EQ(message, r.message);
+            EXPECT_EQ(failure.code(), r.code);
+            EXPECT_EQ(cells.size(), r.cells_left) << r.message;
+        }
+    }
+}
+
+TEST(CsvParser, KeptCellsAreNotTouchedByLaterRows) {
+    CCsvParser parser;
+    parser.Attach(shared_ptr<block_source>::make("aaaa,b\r\ncc,dddd\r\n,\r\n"));
+    row_cells row;
+    ASSERT_TRUE(parser.GetNextRow(row));
+    const row_cells kept = row;
+    ASSERT_TRUE(parser.GetNextRow(row));
+    EXPECT_EQ(row, (row_cells{"cc", "dddd"}));
+    const char* const storage = row[1].data();
+    EXPECT_EQ(kept, (row_cells{"aaaa", "b"}));
+    ASSERT_TRUE(parser.GetNextRow(row));
+    EXPECT_EQ(row, (row_cells{"", ""}));
+    EXPECT_EQ(row[1].data(), storage) << "storage that nobody else holds is used again";
+}
+
+}  // namespace
+}  // namespace Orlo

@@ -1,0 +1,183 @@
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "orlo/strings/match_cmd.h"
+#include "strings/twins.h"
+
+using namespace Orlo;
+
+namespace {
+
+struct answer {
+    std::int32_t code;
+    std::string out;
+    std::size_t length;
+};
+
+/// What the command below says: the first character decides, and an empty key has no match.
+answer decide(std::string_view key) {
+    switch (key.empty() ? '?' : key[0]) {
+        case 'a':
+            return {1, "[A]", 1};
+        case 'b':
+            return {2, "[B]", 2};
+        case 'e':
+            return {1, "", 1000};  // more than there is
+        case 'z':
+            return {1, "[Z]", 0};
+        case 's':
+            return {7, "lost", 1};
+        case 't':
+            return {-1, "lost", 1};
+        default:
+            return {0, "lost", 1};
+    }
+}
+
+template <class T>
+struct letter_cmd : IStrMatchCmd<basic_buffer<T>> {
+    std::int32_t Match(const basic_buffer<T>& key, basic_buffer<T>& out) override {
+        EXPECT_TRUE(out.empty());
+        EXPECT_TRUE(key.empty() || key.is_borrowed());
+        const answer said = decide(untwin(key));
+        out = twin<T>(said.out);
+        length = said.length;
+        return said.code;
+    }
+    std::uint64_t GetMatchedLen() const override { return length; }
+    std::size_t length = 0;
+};
+
+/// A walk behind each `open`, or, with a `close`, over the stretches between.
+struct row {
+    const char* open;
+    const char* close;
+    bool drop, keep;
+    std::string source, expected;
+};
+
+/// Walks in place, behind other text, onto itself and from a view into the target.
+template <class T>
+void check(const row& r) {
+    using text = basic_buffer<T>;
+    SCOPED_TRACE(r.source);
+    letter_cmd<T> cmd;
+    const text open = twin<T>(r.open), close = twin<T>(r.close != nullptr ? r.close : ""),
+               source = twin<T>(r.source);
+
+    text walked(source);
+    r.close != nullptr ? walked.replace_between(open.view(), close.view(), cmd, r.drop, r.keep)
+                       : walked.replace_by_cmd(open[0], cmd, r.drop, r.keep);
+    EXPECT_EQ(untwin(walked), r.expected);
+
+    const auto append = [&](const text& from, text& to) {
+        r.close != nullptr ? text::replace_between(from, to, open.view(), close.view(), cmd, r.drop, r.keep)
+                           : text::replace_by_cmd(from, to, open[0], cmd, r.drop, r.keep);
+        return untwin(to);
+    };
+    text target = twin<T>("before "), self(source), holder = twin<T>("x" + r.source + "y");
+    EXPECT_EQ(append(source, target), "before " + r.expected);
+    EXPECT_EQ(append(self, self), r.source + r.expected);
+    EXPECT_EQ(append(holder.substr_view(1, source.size()), holder), "x" + r.source + "y" + r.expected);
+    EXPECT_EQ(untwin(source), r.source);
+}
+
+/// The walk said again, one step at a time and by copying.
+std::string slow(const row& r, const std::string& text) {
+    const std::size_t at = text.find(r.open[0]);
+    if (at == text.npos) return text;
+    const std::string before = text.substr(0, at), first(1, r.open[0]), mark = r.open;
+    std::string behind = text.substr(at + 1);
+    if (behind.empty() && r.close == nullptr) return r.drop ? before : text;
+    if (behind.starts_with(first)) return before + (r.keep ? first : "") + first + slow(r, behind.substr(1));
+    if (!text.substr(at).starts_with(mark)) return before + first + slow(r, behind);
+
+    behind = text.substr(at + mark.size());
+    const std::size_t end = r.close != nullptr ? behind.find(r.close) : behind.size();
+    if (end == behind.npos) return r.drop ? before + behind : text;
+    const answer said = decide(behind.substr(0, end));
+    if (said.code < 0 || said.code > 2) return text;
+    if (said.code == 0) return before + mark + slow(r, behind);
+    const std::size_t used = r.close != nullptr ? end + 1 : std::min(said.length, end);
+    return before + (said.code == 2 ? mark : "") + said.out + slow(r, behind.substr(used));
+}
+
+}  // namespace
+
+TEST(Walkers, CommandsDecide) {
+    const row rows[] = {
+        {"%", nullptr, false, false, "", ""},
+        {"%", nullptr, false, false, "1%a2%bx3%q%a", "1[A]2%[B]3%q[A]"},
+        {"%", nullptr, false, false, "1%a2%s3%a", "1[A]2%s3%a"},
+        {"%", nullptr, false, false, "%t%a", "%t%a"},
+        {"%", nullptr, false, false, "%za1%ea%a", "[Z]za1"},
+        {"%", nullptr, false, false, "100%%a%%", "100%a%"},
+        {"%", nullptr, false, true, "100%%a%%%a", "100%%a%%[A]"},
+        {"${", "}", false, false, "1${a}2${b}3${q}${a}", "1[A]2${[B]3${q}[A]"},
+        {"${", "}", false, false, "${q${a}}${}$a}{a}", "${q[A]}${}$a}{a}"},
+        {"${", "}", false, false, "${a}${s}${a}", "[A]${s}${a}"},
+        {"${", "}", true, false, "1${a2${a", "1a2${a"},
+        {"${", "}", true, false, "1$${${", "1${"},
+        {"${", "}", false, false, "$${a}$$${a}", "${a}$[A]"},
+        {"${", "}", false, true, "$${a}$$${a}", "$${a}$$[A]"},
+        {"&", ";", false, false, "&&a;&a;", "&a;[A]"},
+        {"{{", "}}", false, false, "{{a}}{a}{{{a}}", "[A]{a}{{{a}}"},
+        {"<", "=>", false, false, "<a=<a=><a>", "[A]<a>"},
+        {"", "}", true, false, "${a}", "${a}"},
+        {"$", "", false, false, "$a", "$a"},
+    };
+    for (const row& r : rows) {
+        check<char>(r);
+        check<wchar_t>(r);
+        check<unsigned char>(r);
+    }
+}
+
+TEST(Walkers, AgreeWithTheSlowWalkOnAllShortTexts) {
+    for (const bool drop : {false, true}) {
+        for (const bool keep : {false, true}) {
+            letter_cmd<char> cmd;
+            for_each_string("%abesq", 5, [&](const std::string& text) {
+                stringEx walked(text);
+                walked.replace_by_cmd('%', cmd, drop, keep);
+                ASSERT_EQ(untwin(walked), slow({"%", nullptr, drop, keep, {}, {}}, text)) << text;
+            });
+            for_each_string("${}abq", 6, [&](const std::string& text) {
+                stringEx walked(text);
+                walked.replace_between("${", "}", cmd, drop, keep);
+                ASSERT_EQ(untwin(walked), slow({"${", "}", drop, keep, {}, {}}, text)) << text;
+            });
+        }
+    }
+}
+
+TEST(Walkers, TableTakesTheFirstKeyThatFits) {
+    const str_replacement<stringEx> table[] = {
+        {"\n"_lit, "n"_lit},   {"short"_lit, "k"_lit}, {"long"_lit, "key"_lit}, {""_lit, "gone"_lit}, {},
+        {"never"_lit, "x"_lit}};
+    const struct {
+        const char *source, *expected;
+    } rows[] = {{"a~nb~x", "a\nb~x"}, {"~key", "shortey"}, {"1~gone2", "12"}, {"~~n~", "~n~"}};
+    for (const auto& [source, expected] : rows) {
+        stringEx text(source);
+        text.replace_by_table('~', table);
+        EXPECT_EQ(untwin(text), expected);
+    }
+    stringEx text("~~~n~");
+    text.replace_by_table('~', table, true, true);
+    EXPECT_EQ(untwin(text), "~~\n");
+}
+
+TEST(Walkers, InPlaceLeavesWhatItCannotWalkAsItWas) {
+    struct throwing_cmd : letter_cmd<char> {
+        std::int32_t Match(const stringEx&, stringEx&) override { throw std::runtime_error("stop"); }
+    } cmd;
+    const stringEx original("no sign in it ${");
+    stringEx text(original);
+    text.replace_by_cmd('%', cmd);
+    text.replace_between("<", ">", cmd);
+    EXPECT_EQ(text.data(), original.data());
+    EXPECT_THROW(text.replace_by_cmd('$', cmd), std::runtime_error);
+    EXPECT_EQ(text.data(), original.data());
+}

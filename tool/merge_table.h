@@ -1,0 +1,87 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <vector>
+
+#include "arena.h"
+
+namespace tallycsv {
+
+/// One group in the table: its key, how the key divides into cells, and its running sums.
+struct merge_group {
+    std::int64_t* sums;      ///< as many as `columns`
+    std::uint32_t columns;   ///< summed columns that some row of the group reached
+    std::uint32_t key_size;  ///< bytes of the key
+
+    /// The sizes of all key cells but the last, which lie behind the group; behind them lies the key.
+    const std::uint32_t* cell_sizes() const { return reinterpret_cast<const std::uint32_t*>(this + 1); }
+    const char* key_bytes(std::size_t key_columns) const {
+        return reinterpret_cast<const char*>(cell_sizes() + key_columns - 1);
+    }
+};
+
+/// What a row brings to the table: the key, made of its first cells, and their sizes.
+struct merge_key {
+    const char* bytes;
+    std::uint32_t size;
+    const std::uint32_t* cell_sizes;
+};
+
+/// The groups of a run, ordered by key: bytes compare unsigned, and a key comes before those that it begins.
+/// See merge_table.cpp for how it is made.
+class CMergeTable {
+public:
+    /// Keys are made of `key_columns` (at least 1) cells.
+    explicit CMergeTable(std::uint32_t key_columns) : key_columns_(key_columns) {}
+    CMergeTable(const CMergeTable&) = delete;
+    CMergeTable& operator=(const CMergeTable&) = delete;
+
+    /// Looks all `keys` up together, so that their cache misses overlap. `found` gets null for those that are
+    /// not in the table.
+    void Find(std::span<const merge_key> keys, merge_group** found) const;
+
+    /// The group of `key`, which is made if there is none, with sums of 0 for `columns`.
+    merge_group* FindOrInsert(const merge_key& key, std::uint32_t columns);
+
+    /// Makes room for sums of `columns`, more than the group has; the new ones are 0.
+    void Widen(merge_group* group, std::uint32_t columns);
+
+    /// Visits all groups in the order of their keys.
+    void ForEach(const std::function<void(const merge_group&)>& visit) const;
+
+private:
+    struct node;
+    struct small_node;
+    struct node4;
+    struct node16;
+    struct node48;
+    struct node256;
+    /// A node, or a group if the lowest bit is set; 0 for none.
+    using link = std::uintptr_t;
+
+    static bool is_group(link at) { return (at & 1) != 0; }
+    static merge_group* group_of(link at) { return reinterpret_cast<merge_group*>(at - 1); }
+    static node* node_of(link at) { return reinterpret_cast<node*>(at); }
+    static link* slot_of(node* at, const merge_key& key);
+    static link any_child(node* at);
+    static void prefetch(link at);
+
+    template <class Node>
+    Node* _New(std::uint32_t depth);
+    merge_group* _NewGroup(const merge_key& key, std::uint32_t columns);
+    bool _Matches(const merge_key& key, const merge_group& group) const;
+    void _Insert(const merge_key& key, const merge_group& nearest, link added);
+    void _AddChild(link* slot, int byte, link child);
+    node* _Enlarge(const node* full);
+    void _PushChildren(const node* at, std::vector<link>& stack) const;
+
+    std::uint32_t key_columns_;
+    link root_ = 0;
+    CArena arena_;
+};
+
+}  // namespace tallycsv
