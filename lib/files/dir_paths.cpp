@@ -7,9 +7,10 @@
 #include <pwd.h>
 #include <unistd.h>
 
-#include <cstdlib>
+#include <vector>
 
 #include "orlo/files/dir.h"
+#include "orlo/strings/environment.h"
 #include "strings/failure.h"
 
 namespace Orlo {
@@ -37,7 +38,7 @@ void ensure_final_separator(stringEx& path) {
 
 /// The user's home directory; empty if the system knows none.
 stringEx home_dir() {
-    if (const char* const home = std::getenv("HOME"); home != nullptr && *home != '\0') return home;
+    if (stringEx home = GetEnv("HOME"); !home.empty()) return home;
     std::vector<char> scratch(16384);
     passwd entry{};
     passwd* found = nullptr;

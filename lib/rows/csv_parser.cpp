@@ -49,9 +49,8 @@ std::size_t single_quotes(char* text, std::size_t length, char quote) {
     return to;
 }
 
-void assign_cell(stringEx& to, const char* row, const csv_cell& cell, char quote) {
-    to.assign({row + cell.begin, cell.length});
-    if (cell.doubled) to.set_size(single_quotes(to.mutable_data(), to.size(), quote));
+void single_quotes(stringEx& text, char quote) {
+    text.set_size(single_quotes(text.mutable_data(), text.size(), quote));
 }
 
 const char* text_of(const byteEx& bytes) {
@@ -103,34 +102,35 @@ void CCsvParser::_Start(char delimiter, char quote, const stringEx& line_end) {
 
 bool CCsvParser::GetNextRow(row_cells& row) {
     const outcome what = _FindRow();
-    const std::vector<csv_cell>& cells = scanner_->cells();
+    const std::span<const csv_cell> cells = scanner_->cells();
     const char* const base = text_of(*buffer_) + row_begin_;
     row.resize(cells.size());
     for (std::size_t i = 0; i < cells.size(); ++i)
-        assign_cell(row[i], base, cells[i], quote_);
+        row[i].assign({base + cells[i].begin, cells[i].length});
+    for (const std::size_t i : scanner_->doubled_cells())
+        single_quotes(row[i], quote_);
     if (what != outcome::row && what != outcome::end) _Raise(what);
     return what == outcome::row;
 }
 
 bool CCsvParser::GetNextRow(csv_row_view& row) {
-    row = {};
     const outcome what = _FindRow();
-    if (what == outcome::end) return false;
-    if (what != outcome::row) _Raise(what);
-
-    std::vector<csv_cell>& cells = scanner_->cells();
+    if (what != outcome::row) {
+        row = {};
+        if (what != outcome::end) _Raise(what);
+        return false;
+    }
+    const std::span<csv_cell> cells = scanner_->cells();
+    std::fill_n(cells.data() + cells.size(), csv_row_view::spare_cells, csv_cell{0, 0});
     row.cells_ = cells.data();
     row.count_ = cells.size();
-    if (buffer_ == &own_buffer_ && !scanner_->any_doubled()) {
-        row.base_ = text_of(own_buffer_) + row_begin_;
-        return true;
-    }
-    char* const base = _RowInOwnBuffer();
-    row.base_ = base;
-    for (csv_cell& cell : cells) {
-        if (!cell.doubled) continue;
-        cell.length = single_quotes(base + cell.begin, cell.length, quote_);
-        cell.doubled = 0;
+    row.base_ = text_of(own_buffer_) + row_begin_;
+    if (buffer_ != &own_buffer_ || !scanner_->doubled_cells().empty()) {
+        char* const base = _RowInOwnBuffer();
+        row.base_ = base;
+        for (const std::size_t i : scanner_->doubled_cells()) {
+            cells[i].length = single_quotes(base + cells[i].begin, cells[i].length, quote_);
+        }
     }
     return true;
 }
@@ -222,10 +222,10 @@ bool CCsvParser::_Refill() {
 void CCsvParser::_Raise(outcome what) {
     if (what == outcome::over_quota) OVER_QUOTA.raise({row_quota_});
 
-    const char* const base = text_of(*buffer_) + row_begin_;
     const bool unclosed = what == outcome::unclosed;
-    stringEx content;
-    assign_cell(content, base, unclosed ? scanner_->open_cell() : scanner_->cells().back(), quote_);
+    const csv_cell cell = unclosed ? scanner_->open_cell() : scanner_->cells().back();
+    stringEx content(text_of(*buffer_) + row_begin_ + cell.begin, cell.length);
+    if (scanner_->open_cell_doubled()) single_quotes(content, quote_);
     if (unclosed) UNCLOSED_FIELD.raise({content});
 
     const char found = text_of(*buffer_)[position_ - 1];

@@ -88,37 +88,33 @@ csv_scanner::stop csv_scanner::scan_unquoted(const char* row, std::size_t limit)
 
     while (at < end) {
         if (at < indexed_begin_ || at >= indexed_end_) index_from(at, end);
-        const char* const base = indexed_begin_;
-        const char* const covered = std::min(indexed_end_, end);
-        const std::size_t words = (static_cast<std::size_t>(covered - base) + 63) / 64;
-        std::size_t word = static_cast<std::size_t>(at - base) / 64;
-        std::uint64_t bits =
-            index_.specials()[word] & (~std::uint64_t{0} << (static_cast<std::size_t>(at - base) % 64));
-        for (;;) {
-            if (bits == 0) {
-                if (++word >= words) break;
-                bits = index_.specials()[word];
-                continue;
-            }
-            const char* const mark = base + word * 64 + std::countr_zero(bits);
-            if (mark >= covered) break;
-            bits &= bits - 1;
-
-            const auto offset = static_cast<std::size_t>(mark - row);
-            if (*mark == marks_.quote) {
-                if (offset != cell_begin) continue;
+        const auto offset = static_cast<std::size_t>(at - indexed_begin_);
+        std::uint64_t bits = index_.specials()[offset / 64] & (~std::uint64_t{0} << (offset % 64));
+        const char* const word = indexed_begin_ + offset / 64 * 64;
+        make_room(64);
+        csv_cell* out = cells_.data() + count_;
+        for (; bits != 0; bits &= bits - 1) {
+            const char* const mark = word + std::countr_zero(bits);
+            if (mark >= end) break;
+            const auto mark_at = static_cast<std::size_t>(mark - row);
+            const char c = *mark;
+            if (c == marks_.quote) {
+                if (mark_at != cell_begin) continue;
                 state_ = csv_state::quoted;
-                position_ = cell_begin_ = offset + 1;
+                position_ = cell_begin_ = mark_at + 1;
+                count_ = static_cast<std::size_t>(out - cells_.data());
                 return stop::used_up;
             }
-            cells_.push_back({cell_begin, offset - cell_begin, 0});
-            cell_begin = offset + 1;
-            if (*mark == marks_.line_end) {
+            *out++ = {cell_begin, mark_at - cell_begin};
+            cell_begin = mark_at + 1;
+            if (c == marks_.line_end) {
                 position_ = cell_begin;
+                count_ = static_cast<std::size_t>(out - cells_.data());
                 return stop::row;
             }
         }
-        at = covered;
+        count_ = static_cast<std::size_t>(out - cells_.data());
+        at = std::min(word + 64, indexed_end_);
     }
     state_ = cell_begin == limit ? csv_state::field_start : csv_state::plain;
     position_ = limit;

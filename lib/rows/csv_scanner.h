@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "orlo/rows/row.h"
@@ -34,8 +35,8 @@ public:
         position_ = 0;
         cell_begin_ = 0;
         doubled_ = false;
-        any_doubled_ = false;
-        cells_.clear();
+        count_ = 0;
+        doubled_cells_.clear();
     }
 
     /// Goes on with the row that begins at `row`, up to offset `limit`.
@@ -48,19 +49,23 @@ public:
 
     csv_state state() const noexcept { return state_; }
     std::size_t position() const noexcept { return position_; }
-    const std::vector<csv_cell>& cells() const noexcept { return cells_; }
-    std::vector<csv_cell>& cells() noexcept { return cells_; }
-    /// True if a finished cell is `doubled`.
-    bool any_doubled() const noexcept { return any_doubled_; }
+    /// The cells that have ended. Room for `csv_row_view::spare_cells` more lies behind them.
+    std::span<csv_cell> cells() noexcept { return {cells_.data(), count_}; }
+    /// Indices of those whose text still holds each quote character twice, as it was read.
+    std::span<const std::size_t> doubled_cells() const noexcept { return doubled_cells_; }
 
     /// The cell that is being read, as if it ended at `position`, or at the closing quote if one was seen.
     csv_cell open_cell() const noexcept {
-        return {cell_begin_, (state_ == csv_state::quote_seen ? quote_at_ : position_) - cell_begin_,
-                doubled_};
+        return {cell_begin_, (state_ == csv_state::quote_seen ? quote_at_ : position_) - cell_begin_};
     }
+    /// True if that cell holds doubled quotes.
+    bool open_cell_doubled() const noexcept { return doubled_; }
     /// Ends the cell that is being read.
-    void push_open_cell() { push(open_cell()); }
-    void push_empty_cell() { push({position_, 0, 0}); }
+    void push_open_cell() {
+        if (doubled_) doubled_cells_.push_back(count_);
+        push(open_cell());
+    }
+    void push_empty_cell() { push({position_, 0}); }
 
 private:
     stop scan_plain(const char* row, std::size_t limit);
@@ -70,8 +75,12 @@ private:
     void index_from(const char* at, const char* end);
 
     void push(csv_cell cell) {
-        any_doubled_ |= cell.doubled != 0;
-        cells_.push_back(cell);
+        make_room(1);
+        cells_[count_++] = cell;
+    }
+    void make_room(std::size_t more) {
+        const std::size_t needed = count_ + more + csv_row_view::spare_cells;
+        if (cells_.size() < needed) cells_.resize(2 * needed);
     }
 
     csv_marks marks_;
@@ -79,12 +88,13 @@ private:
     bool fast_ = true;
 
     csv_state state_ = csv_state::field_start;
-    bool doubled_ = false;      ///< the cell being read holds a doubled quote
-    bool any_doubled_ = false;  ///< some finished cell does
+    bool doubled_ = false;  ///< the cell being read holds a doubled quote
     std::size_t position_ = 0;
-    std::size_t cell_begin_ = 0;  ///< first character of the text, behind an opening quote
-    std::size_t quote_at_ = 0;    ///< the last quote inside a quoted cell
-    std::vector<csv_cell> cells_;
+    std::size_t cell_begin_ = 0;   ///< first character of the text, behind an opening quote
+    std::size_t quote_at_ = 0;     ///< the last quote inside a quoted cell
+    std::vector<csv_cell> cells_;  ///< `count_` of them count
+    std::size_t count_ = 0;
+    std::vector<std::size_t> doubled_cells_;
 
     csv_index index_;
     const char* indexed_begin_ = nullptr;

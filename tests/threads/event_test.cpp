@@ -86,16 +86,15 @@ TEST_F(event, wakes_all_who_wait_in_whatever_way) {
     EXPECT_EQ(woken, 8);
 }
 
-/// Two threads take turns: a wake-up that is lost leaves both asleep.
+/// Two threads take turns and tell each other by a pulse: one that is lost leaves both asleep.
 template <class LOCK>
 void take_turns(LOCK& lock) {
     CEvent signals[2];
     int turn = 0;
     in_threads(2, [&](int me) {
-        for (int round = 0; round < 3000; ++round) {
+        for (int round = 0; round < 5000; ++round) {
             const CLockGuard guard(lock);
             while (turn % 2 != me) {
-                signals[me].Reset();
                 if (round % 2 == 0) {
                     signals[me].Wait(lock);
                 } else {
@@ -104,9 +103,10 @@ void take_turns(LOCK& lock) {
             }
             ++turn;
             signals[1 - me].Raise();
+            signals[1 - me].Reset();
         }
     });
-    EXPECT_EQ(turn, 6000);
+    EXPECT_EQ(turn, 10000);
 }
 
 TEST_F(event, is_a_condition_variable_with_an_outside_lock) {

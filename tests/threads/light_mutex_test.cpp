@@ -117,6 +117,7 @@ TEST(light_mutex, only_one_thread_is_inside) {
                     CLightMutexRelease release(mutex);
                     release.Release();
                     release.TakeBack();
+                    EXPECT_EQ(mutex.m_recursion, depth);
                 }
                 for (auto i = depth; i > 0; --i)
                     mutex.Unlock();

@@ -67,7 +67,7 @@ TEST_F(named, a_mutex_keeps_processes_apart) {
 
 TEST_F(named, a_mutex_left_by_a_dead_process_is_used_as_it_is) {
     {
-        CProcMutex lock = CProcMutex::Create(wide);
+        CProcMutex lock = CProcMutex::Create(wide, ACCESS_READ);
         EXPECT_TRUE(lock.IsCreator());
         EXPECT_EQ(region_size(), static_cast<std::int64_t>(sizeof(pthread_mutex_t)));
         EXPECT_TRUE(lock.TryLock());
