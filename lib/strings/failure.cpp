@@ -15,11 +15,13 @@ stringEx strerror_text(int number) {
     return stringEx(strerror_r(number, scratch, sizeof scratch));
 }
 
-stringEx system_error_text(int number, std::span<const errno_sentence> sentences) {
+stringEx system_error_text(int number, std::span<const errno_sentence> sentences, const char* other) {
     for (const errno_sentence& known : sentences) {
         if (known.number == number)
             return stringEx::borrow(known.sentence);
     }
+    if (other != nullptr)
+        return stringEx::borrow(other);
     return stringEx(UNKNOWN_ERROR).append(strerror_text(number));
 }
 
@@ -49,7 +51,8 @@ class failure_text {
                 next_key();
                 text_.append_number(value.number_).append('\n');
                 next_key();
-                text_.append(system_error_text(static_cast<int>(value.number_), layout_.sentences));
+                text_.append(system_error_text(static_cast<int>(value.number_), layout_.sentences,
+                                               layout_.other_sentence));
                 break;
             case failure_value::kind::inner:
                 text_.append(WRAP_MARK).append(value.text_);
