@@ -159,7 +159,6 @@ TEST(Failure, OfOutput) {
          file_failure(WRITE, "", "32\n  error desc = error writing pipe, pipe has been broken"), "a,b,1",
          output_to_nobody},
         {"nothing at all is open", "", "*.csv -c:3", "", "a,b,1", closed(0, 2)},
-        {"a report does not reach the output file", "\"", "*.csv", "", "", closed(0, 2)},
     });
 }
 
