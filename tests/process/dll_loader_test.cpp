@@ -47,7 +47,7 @@ TEST(dll_loader, a_library_that_is_not_there) {
     EXPECT_FAILURE(CDllLoader(L"n\u00E9.so"_lit), dlllExp, 1, text(rows[4]));
 }
 
-TEST(dll_loader, a_symbol_that_is_not_there) {
+TEST(dll_loader, a_symbol_that_is_not_there_and_a_failed_release) {
     const CDllLoader math("libm.so.6"_lit);
     void* const handle = dlopen("libm.so.6", RTLD_LAZY);
     dlsym(handle, "no_such_symbol");
@@ -57,21 +57,17 @@ TEST(dll_loader, a_symbol_that_is_not_there) {
                    "CDllLoader::GetProc - error get the address of specific proc\n"
                    "  proc name      = no_such_symbol\n  sys error desc = " +
                        error);
-}
 
-TEST(dll_loader, a_failed_release_is_told_unless_an_exception_is_in_flight) {
     const faults::clean_slate slate;
-    faults::fail_next("dlclose", 0);
+    faults::fail_next("dlclose", 0, 2);
     EXPECT_FAILURE(CDllLoader("libm.so.6"_lit), dlllExp, 2,
                    "CDllLoader::~CDllLoader - error release dynamic library\n"
                    "  sys error desc = unknwon system error");
-    faults::fail_next("dlclose", 0);
-    EXPECT_THROW(
-        {
-            const CDllLoader math("libm.so.6"_lit);
-            throw 1;
-        },
-        int);
+    const auto release_in_flight = [] {
+        const CDllLoader loader("libm.so.6"_lit);
+        throw 1;
+    };
+    EXPECT_THROW(release_in_flight(), int);
 }
 
 }  // namespace

@@ -69,13 +69,8 @@ void take_turns(LOCK& lock) {
     in_threads(2, [&](int me) {
         for (int round = 0; round < 5000; ++round) {
             const CLockGuard guard(lock);
-            while (turn % 2 != me) {
-                if (round % 2 == 0) {
-                    signals[me].Wait(lock);
-                } else {
-                    EXPECT_TRUE(signals[me].TimedWait(lock, 30'000));
-                }
-            }
+            while (turn % 2 != me)
+                EXPECT_TRUE(signals[me].TimedWait(lock, round % 2 == 0 ? 30'000 : WAIT_FOREVER));
             ++turn;
             signals[1 - me].Raise();
             signals[1 - me].Reset();

@@ -74,17 +74,17 @@ TEST_F(light_mutex, makes_no_system_call_when_nobody_contends) {
 TEST_F(light_mutex, only_one_thread_is_inside) {
     const unsigned seed = std::random_device{}();
     SCOPED_TRACE(seed);
-    for (const int threads : {2, 4, 8}) {
+    const auto contend = [&](int threads, int turns) {
         open_mutex mutex;
-        std::int64_t inside = 0, rounds = 0;
+        std::int64_t inside = 0, entries = 0;
         in_threads(threads, [&](int number) {
             std::minstd_rand random(seed + static_cast<unsigned>(number));
-            for (int round = 0; round < 4000; ++round) {
+            for (int turn = 0; turn < turns; ++turn) {
                 const auto depth = random() % 3 + 1;
                 for (auto i = depth; i > 0; --i)
                     mutex.Lock();
                 EXPECT_EQ(++inside, 1);
-                ++rounds;
+                ++entries;
                 --inside;
                 if (random() % 8 == 0) {
                     CLightMutexRelease release(mutex);
@@ -96,49 +96,35 @@ TEST_F(light_mutex, only_one_thread_is_inside) {
                     mutex.Unlock();
             }
         });
-        EXPECT_EQ(rounds, threads * 4000);
+        EXPECT_EQ(entries, threads * turns);
         EXPECT_TRUE(mutex.is_free());
-    }
+    };
+    for (const int threads : {2, 4, 8})
+        contend(threads, 4000);
+    for (int round = 0; round < 300; ++round)
+        contend(3, 3);  // who contends first makes the semaphore
 }
 
-TEST_F(light_mutex, threads_that_contend_first_agree_on_one_semaphore) {
-    for (int round = 0; round < 300; ++round) {
-        CLightMutex mutex;
-        int inside = 0;
-        in_threads(3, [&](int) {
-            for (int i = 0; i < 3; ++i) {
-                const CLockGuard guard(mutex);
-                ++inside;
-            }
-        });
-        EXPECT_EQ(inside, 9);
-    }
-}
-
-TEST_F(light_mutex, a_guard_holds_it_just_once) {
-    open_mutex mutex;
+TEST_F(light_mutex, a_guard_holds_a_lock_just_once) {
+    CMutex mutex;
     CLockGuard guard(mutex);
     guard.Lock();
-    EXPECT_EQ(mutex.m_recursion, 1u);
+    EXPECT_TRUE(guard.TryLock());
     guard.Unlock();
     guard.Unlock();
-    EXPECT_TRUE(mutex.is_free() && !guard.IsHeld());
+    std::thread([&] {
+        EXPECT_TRUE(mutex.TryLock());
+        mutex.Unlock();
+    }).join();
+    EXPECT_TRUE(guard.TryLock() && guard.IsHeld());
 
-    CMutex other;
-    CLockGuard trying(other);
-    trying.Unlock();
-    EXPECT_TRUE(trying.TryLock() && trying.TryLock() && trying.IsHeld());
-    std::thread([&] { EXPECT_FALSE(other.TryLock()); }).join();
-}
-
-TEST_F(light_mutex, a_guard_lets_a_failed_release_through_unless_an_exception_is_in_flight) {
     struct {
         void Lock() {}
         void Unlock() { throw 1; }
     } failing;
-    EXPECT_THROW(const CLockGuard guard(failing), int);
+    EXPECT_THROW(const CLockGuard failing_guard(failing), int);
     const auto fail_twice = [&] {
-        const CLockGuard guard(failing);
+        const CLockGuard failing_guard(failing);
         throw 2.5;
     };
     EXPECT_THROW(fail_twice(), double);

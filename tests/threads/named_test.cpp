@@ -164,65 +164,56 @@ TEST_F(named, of_racing_creators_one_makes_and_removes) {
     }
 }
 
-std::string named_sem(const char* head, const std::string& name) {
-    return std::string("CProcSem") + head + "\n  semaphore name = " + name + "\n";
-}
-
 TEST_F(named, a_semaphore_is_removed_by_its_creator_only) {
-    {
-        CProcSem made = CProcSem::Create(name, 2);
-        CProcSem found = CProcSem::Create(wide, 9);
-        const auto use = [&] {
-            CProcSem opened = CProcSem::Open(wide);
-            opened.Wait();
-            opened.P(2);
-            return opened.IsCreator() ? 1 : 0;
-        };
-        EXPECT_EQ(child(use).wait(), 0);
-        { const CProcSem opened = CProcSem::Open(name); }
-        EXPECT_TRUE(made.IsCreator() && !CProcSem::Create(name).IsCreator());
-        EXPECT_TRUE(found.TryWait() && found.TimedWait(0) && found.TimedWait(WAIT_FOREVER));
-        EXPECT_FALSE(found.TryWait());
-        EXPECT_GE(elapsed_ms([&] { EXPECT_FALSE(found.TimedWait(CTimeSpan(20'500))); }), 20);
-        const CProcSem moved(std::move(made));
-    }
-    EXPECT_FAILURE(CProcSem::Open(name), semExp, 7,
-                   system_text(named_sem("/OpenNamedSemaphore - failed create named semaphore", unique.text),
-                               ENOENT, "the named semaphore does not exist", "    "));
+    CProcSem made = CProcSem::Create(name, 2);
+    CProcSem found = CProcSem::Create(wide, 9);
+    const auto use = [&] {
+        CProcSem opened = CProcSem::Open(wide);
+        opened.Wait();
+        opened.P(2);
+        return 0;
+    };
+    EXPECT_EQ(child(use).wait(), 0);
+    { const CProcSem opened = CProcSem::Open(name); }
+    EXPECT_TRUE(made.IsCreator() && !found.IsCreator() && !CProcSem::Create(name).IsCreator());
+    EXPECT_TRUE(found.TryWait() && found.TimedWait(0) && found.TimedWait(WAIT_FOREVER));
+    EXPECT_FALSE(found.TryWait());
+    EXPECT_GE(elapsed_ms([&] { EXPECT_FALSE(found.TimedWait(CTimeSpan(20'500))); }), 20);
+    { const CProcSem moved(std::move(made)); }
+    EXPECT_THROW(CProcSem::Open(name), semExp);
 }
 
 TEST_F(named, semaphore_failures) {
-    constexpr auto create = "/CreateNamedSemaphore - failed create named semaphore";
-    const std::string too_long(252, 'x');
+    const auto head = [](const char* operation, const std::string& of) {
+        return std::string("CProcSem") + operation + " named semaphore\n  semaphore name = " + of + "\n";
+    };
+    constexpr auto create = "/CreateNamedSemaphore - failed create",
+                   invalid = "unsupport name or value is too big";
+    const std::string& own = unique.text;
     struct {
         std::string name;
         std::uint32_t value;
         int error;
         const char* sentence;
-    } const rows[] = {{too_long, 0, ENAMETOOLONG, "semaphore name is too long"},
-                      {"/a/b", 0, EINVAL, "unsupport name or value is too big"},
-                      {std::string("/a\0b", 4), 0, EINVAL, "unsupport name or value is too big"},
-                      {unique.text, 0x80000000, EINVAL, "unsupport name or value is too big"}};
-    for (const auto& row : rows) {
+    } const rows[] = {{std::string(252, 'x'), 0, ENAMETOOLONG, "semaphore name is too long"},
+                      {"/a/b", 0, EINVAL, invalid},
+                      {std::string("/a\0b", 4), 0, EINVAL, invalid},
+                      {own, 0x80000000, EINVAL, invalid}};
+    for (const auto& row : rows)
         EXPECT_FAILURE(CProcSem::Create(stringEx(row.name), row.value), semExp, 6,
-                       system_text(named_sem(create, row.name), row.error, row.sentence, "    "));
-    }
+                       system_text(head(create, row.name), row.error, row.sentence, "    "));
+    EXPECT_FAILURE(CProcSem::Open(name), semExp, 7,
+                   system_text(head("/OpenNamedSemaphore - failed create", own), ENOENT,
+                               "the named semaphore does not exist", "    "));
     EXPECT_FAILURE(CProcSem::Create(name, 0x7FFFFFFF).P(), semExp, 3,
                    system_text("CProcSem::P - failed P a semaphore\n", EOVERFLOW));
-    const auto make_anew = [&] {
-        sem_unlink(unique.text.c_str());
-        faults::fail_next("sem_open", EINTR, 5);
-        CProcSem::Create(name);
-    };
-    make_anew();
+    faults::fail_next("sem_open", EINTR, 5);
     expect_faults<semExp>(
         [&] { CProcSem::Create(name); },
-        {{"sem_open", ENFILE, 6, named_sem(create, unique.text),
-          "too many semaphores are currently open in the system"},
-         {"sem_close", EINVAL, 8, named_sem("::~CProcSem - failed close named semaphore", unique.text),
+        {{"sem_close", EINVAL, 8, head("::~CProcSem - failed close", own),
           "current object is not a valid semaphore"},
-         {"sem_unlink", EACCES, 9, named_sem("::~CProcSem - failed unlink the named semaphore", unique.text),
-          "access denied"}},
+         {"sem_open", ENFILE, 6, head(create, own), "too many semaphores are currently open in the system"},
+         {"sem_unlink", EACCES, 9, head("::~CProcSem - failed unlink the", own), "access denied"}},
         "    ");
 }
 
