@@ -26,82 +26,85 @@
 namespace tallycsv {
 namespace {
 
-constexpr std::size_t MOST_WAITING_ROWS = 64;
-constexpr std::size_t MOST_WAITING_NUMBERS = 4096;
-constexpr std::size_t MOST_WAITING_KEY_BYTES = 16384;
+constexpr std::size_t MOST_WAITING = 64;
+constexpr std::size_t USUAL_KEY_BYTES = 8192;
+constexpr std::size_t USUAL_NUMBERS = 4096;
 
 /// Characters that are copied at once, needed or not, where a cell is not longer.
 constexpr std::size_t SHORT_CELL = Orlo::csv_row_view::readable_behind;
 
 }  // namespace
 
+CFold::CFold(std::uint32_t key_columns)
+    : key_columns_(key_columns),
+      table_(key_columns),
+      keys_(MOST_WAITING),
+      widths_(MOST_WAITING),
+      found_(MOST_WAITING) {}
+
 void CFold::AddRow(const Orlo::csv_row_view& row) {
-    const std::size_t cells = row.size();
-    if (cells < key_columns_) return;
-    max_columns_ = std::max(max_columns_, static_cast<std::uint32_t>(cells));
+    if (row.size() < key_columns_) return;
+    max_columns_ = std::max(max_columns_, static_cast<std::uint32_t>(row.size()));
 
-    const std::size_t key_begin = key_end_;
+    // the key is made of the cells with a blank behind each
+    const Orlo::csv_cell* const cells = row.cells();
+    std::size_t key_size = key_columns_;
     for (std::size_t i = 0; i < key_columns_; ++i)
-        _AppendKeyCell(row[i]);
+        key_size += cells[i].length;
+    const std::size_t columns = row.size() - key_columns_;
+    if (key_end_ + key_size + SHORT_CELL > key_bytes_.size() ||
+        numbers_end_ + columns + Orlo::csv_row_view::spare_cells > numbers_.size()) {
+        _MakeRoom(key_size, columns);
+    }
 
-    const std::size_t columns = cells - key_columns_;
-    const std::size_t room = numbers_end_ + columns + Orlo::csv_row_view::spare_cells;
-    if (numbers_.size() < room) numbers_.resize(2 * room);
+    char* to = key_bytes_.data() + key_end_;
+    std::uint32_t* const sizes = cell_sizes_.data() + waiting_ * key_columns_;
+    keys_[waiting_] = {to, static_cast<std::uint32_t>(key_size), sizes};
+    widths_[waiting_] = static_cast<std::uint32_t>(columns);
+    for (std::size_t i = 0; i < key_columns_; ++i) {
+        const std::size_t length = cells[i].length;
+        const char* const from = row.base() + cells[i].begin;
+        length <= SHORT_CELL ? std::memcpy(to, from, SHORT_CELL) : std::memcpy(to, from, length);
+        to[length] = ' ';
+        to += length + 1;
+        sizes[i] = static_cast<std::uint32_t>(length);
+    }
+    key_end_ += key_size;
     NumbersOfCells(row, key_columns_, numbers_.data() + numbers_end_);
     numbers_end_ += columns;
-
-    waiting_.push_back(
-        {key_begin, static_cast<std::uint32_t>(key_end_ - key_begin), static_cast<std::uint32_t>(columns)});
-    if (waiting_.size() == MOST_WAITING_ROWS || numbers_end_ > MOST_WAITING_NUMBERS ||
-        key_end_ > MOST_WAITING_KEY_BYTES) {
-        _AddWaiting();
-    }
+    if (++waiting_ == MOST_WAITING) _AddWaiting();
 }
 
-/// The key is made of the cells with a blank behind each.
-void CFold::_AppendKeyCell(std::string_view cell) {
-    const std::size_t needed = key_end_ + cell.size() + 1 + SHORT_CELL;
-    if (key_bytes_.size() < needed) key_bytes_.resize(2 * needed);
-    char* const to = key_bytes_.data() + key_end_;
-    if (cell.size() <= SHORT_CELL) {
-        std::memcpy(to, cell.data(), SHORT_CELL);
-    } else {
-        std::memcpy(to, cell.data(), cell.size());
-    }
-    to[cell.size()] = ' ';
-    key_end_ += cell.size() + 1;
-    cell_sizes_.push_back(static_cast<std::uint32_t>(cell.size()));
+/// Room for one row more. What waits is pointed to, so it is added up before its storage may move.
+void CFold::_MakeRoom(std::size_t key_size, std::size_t columns) {
+    _AddWaiting();
+    key_bytes_.resize(std::max({key_bytes_.size(), USUAL_KEY_BYTES, key_size + SHORT_CELL}));
+    numbers_.resize(std::max({numbers_.size(), USUAL_NUMBERS, columns + Orlo::csv_row_view::spare_cells}));
+    cell_sizes_.resize(MOST_WAITING * key_columns_);
 }
 
 void CFold::_AddWaiting() {
-    keys_.clear();
-    for (std::size_t i = 0; i < waiting_.size(); ++i) {
-        keys_.push_back({key_bytes_.data() + waiting_[i].key_begin, waiting_[i].key_size,
-                         cell_sizes_.data() + i * key_columns_});
-    }
-    found_.resize(keys_.size());
-    table_.Find(keys_, found_.data());
-
+    table_.Find({keys_.data(), waiting_}, found_.data());
     const std::int64_t* numbers = numbers_.data();
-    for (std::size_t i = 0; i < waiting_.size(); ++i) {
-        const std::uint32_t columns = waiting_[i].columns;
+    for (std::size_t i = 0; i < waiting_; ++i) {
+        const std::uint32_t columns = widths_[i];
         merge_group* const group = found_[i] != nullptr ? found_[i] : table_.FindOrInsert(keys_[i], columns);
         if (group->columns < columns) table_.Widen(group, columns);
+        std::int64_t* const sums = group->sums;
         for (std::uint32_t j = 0; j < columns; ++j) {
-            group->sums[j] = static_cast<std::int64_t>(static_cast<std::uint64_t>(group->sums[j]) +
-                                                       static_cast<std::uint64_t>(numbers[j]));
+            sums[j] = static_cast<std::int64_t>(static_cast<std::uint64_t>(sums[j]) +
+                                                static_cast<std::uint64_t>(numbers[j]));
         }
         numbers += columns;
     }
-    waiting_.clear();
-    cell_sizes_.clear();
-    numbers_end_ = 0;
+    waiting_ = 0;
     key_end_ = 0;
+    numbers_end_ = 0;
 }
 
 void CFold::ForEachGroup(const std::function<void(const group_view&)>& visit) {
     _AddWaiting();
-    std::vector<std::string_view> cells(key_columns_);
+    std::vector<std::string_view> cells(std::min(key_columns_, max_columns_));
     table_.ForEach([&](const merge_group& group) {
         const char* at = group.key_bytes(key_columns_);
         const char* const end = at + group.key_size;

@@ -21,7 +21,7 @@ struct group_view {
 /// Folds rows whose first cells agree into one table of running sums. See fold.cpp.
 class CFold {
 public:
-    explicit CFold(std::uint32_t key_columns) : key_columns_(key_columns), table_(key_columns) {}
+    explicit CFold(std::uint32_t key_columns);
 
     /// Adds the row to its group. A row of fewer cells than the key is dropped without a trace.
     void AddRow(const Orlo::csv_row_view& row);
@@ -34,27 +34,22 @@ public:
     void ForEachGroup(const std::function<void(const group_view&)>& visit);
 
 private:
-    /// Where a waiting row's parts lie in the vectors below.
-    struct waiting_row {
-        std::size_t key_begin;
-        std::uint32_t key_size;
-        std::uint32_t columns;
-    };
-
-    void _AppendKeyCell(std::string_view cell);
+    void _MakeRoom(std::size_t key_size, std::size_t columns);
     void _AddWaiting();
 
     std::uint32_t key_columns_;
     std::uint32_t max_columns_ = 0;
     CMergeTable table_;
 
-    std::vector<waiting_row> waiting_;
+    // rows that wait to be looked up together: their keys and widths, and what these are made of
+    std::size_t waiting_ = 0;
+    std::vector<merge_key> keys_;
+    std::vector<std::uint32_t> widths_;
+    std::vector<std::uint32_t> cell_sizes_;
     std::vector<char> key_bytes_;
     std::size_t key_end_ = 0;
-    std::vector<std::uint32_t> cell_sizes_;
     std::vector<std::int64_t> numbers_;
     std::size_t numbers_end_ = 0;
-    std::vector<merge_key> keys_;
     std::vector<merge_group*> found_;
 };
 

@@ -130,10 +130,14 @@ namespace {
     }
 }
 
+namespace {
+
+const auto chosen = __builtin_cpu_supports("avx2") ? number_cells::by_fours : number_cells::one_by_one;
+
+}  // namespace
+
 void NumbersOfCells(const Orlo::csv_row_view& row, std::size_t first, std::int64_t* numbers) {
-    static const auto convert =
-        __builtin_cpu_supports("avx2") ? number_cells::by_fours : number_cells::one_by_one;
-    convert(row, first, numbers);
+    chosen(row, first, numbers);
 }
 
 }  // namespace tallycsv

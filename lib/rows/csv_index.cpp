@@ -15,13 +15,13 @@ namespace {
 
 struct word_pair {
     std::uint64_t specials;
-    std::uint64_t quotes;
+    std::uint64_t stops;
 };
 
 using build_words = void (*)(const char*, std::size_t, const csv_marks&, std::uint64_t*, std::uint64_t*);
 
 void build_sse2(const char* text, std::size_t count, const csv_marks& marks, std::uint64_t* specials,
-                std::uint64_t* quotes) {
+                std::uint64_t* stops) {
     const __m128i quote = _mm_set1_epi8(marks.quote);
     const __m128i delimiter = _mm_set1_epi8(marks.delimiter);
     const __m128i line_end = _mm_set1_epi8(marks.line_end);
@@ -29,21 +29,21 @@ void build_sse2(const char* text, std::size_t count, const csv_marks& marks, std
         word_pair pair{};
         for (int part = 0; part < 4; ++part) {
             const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + 16 * part));
-            const __m128i is_quote = _mm_cmpeq_epi8(bytes, quote);
-            const __m128i is_other =
-                _mm_or_si128(_mm_cmpeq_epi8(bytes, delimiter), _mm_cmpeq_epi8(bytes, line_end));
-            const auto found_quotes = static_cast<std::uint32_t>(_mm_movemask_epi8(is_quote));
-            const auto found_others = static_cast<std::uint32_t>(_mm_movemask_epi8(is_other));
-            pair.quotes |= std::uint64_t{found_quotes} << (16 * part);
-            pair.specials |= std::uint64_t{found_quotes | found_others} << (16 * part);
+            const __m128i is_stop =
+                _mm_or_si128(_mm_cmpeq_epi8(bytes, quote), _mm_cmpeq_epi8(bytes, line_end));
+            const __m128i is_delimiter = _mm_cmpeq_epi8(bytes, delimiter);
+            const auto found_stops = static_cast<std::uint32_t>(_mm_movemask_epi8(is_stop));
+            const auto found_delimiters = static_cast<std::uint32_t>(_mm_movemask_epi8(is_delimiter));
+            pair.stops |= std::uint64_t{found_stops} << (16 * part);
+            pair.specials |= std::uint64_t{found_stops | found_delimiters} << (16 * part);
         }
         specials[word] = pair.specials;
-        quotes[word] = pair.quotes;
+        stops[word] = pair.stops;
     }
 }
 
 __attribute__((target("avx2"))) void build_avx2(const char* text, std::size_t count, const csv_marks& marks,
-                                                std::uint64_t* specials, std::uint64_t* quotes) {
+                                                std::uint64_t* specials, std::uint64_t* stops) {
     const __m256i quote = _mm256_set1_epi8(marks.quote);
     const __m256i delimiter = _mm256_set1_epi8(marks.delimiter);
     const __m256i line_end = _mm256_set1_epi8(marks.line_end);
@@ -51,16 +51,16 @@ __attribute__((target("avx2"))) void build_avx2(const char* text, std::size_t co
         word_pair pair{};
         for (int part = 0; part < 2; ++part) {
             const __m256i bytes = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(text + 32 * part));
-            const __m256i is_quote = _mm256_cmpeq_epi8(bytes, quote);
-            const __m256i is_other =
-                _mm256_or_si256(_mm256_cmpeq_epi8(bytes, delimiter), _mm256_cmpeq_epi8(bytes, line_end));
-            const auto found_quotes = static_cast<std::uint32_t>(_mm256_movemask_epi8(is_quote));
-            const auto found_others = static_cast<std::uint32_t>(_mm256_movemask_epi8(is_other));
-            pair.quotes |= std::uint64_t{found_quotes} << (32 * part);
-            pair.specials |= std::uint64_t{found_quotes | found_others} << (32 * part);
+            const __m256i is_stop =
+                _mm256_or_si256(_mm256_cmpeq_epi8(bytes, quote), _mm256_cmpeq_epi8(bytes, line_end));
+            const __m256i is_delimiter = _mm256_cmpeq_epi8(bytes, delimiter);
+            const auto found_stops = static_cast<std::uint32_t>(_mm256_movemask_epi8(is_stop));
+            const auto found_delimiters = static_cast<std::uint32_t>(_mm256_movemask_epi8(is_delimiter));
+            pair.stops |= std::uint64_t{found_stops} << (32 * part);
+            pair.specials |= std::uint64_t{found_stops | found_delimiters} << (32 * part);
         }
         specials[word] = pair.specials;
-        quotes[word] = pair.quotes;
+        stops[word] = pair.stops;
     }
 }
 
@@ -70,16 +70,16 @@ void csv_index::build(const char* text, std::size_t size, const csv_marks& marks
     static const build_words fill = __builtin_cpu_supports("avx2") ? build_avx2 : build_sse2;
 
     const std::size_t whole = size / 64;
-    fill(text, whole, marks, specials_.data(), quotes_.data());
+    fill(text, whole, marks, specials_.data(), stops_.data());
     const std::size_t rest = size % 64;
     if (rest == 0) return;
 
     char padded[64] = {};
     std::memcpy(padded, text + whole * 64, rest);
-    fill(padded, 1, marks, &specials_[whole], &quotes_[whole]);
+    fill(padded, 1, marks, &specials_[whole], &stops_[whole]);
     const std::uint64_t inside = (std::uint64_t{1} << rest) - 1;
     specials_[whole] &= inside;
-    quotes_[whole] &= inside;
+    stops_[whole] &= inside;
 }
 
 }  // namespace Orlo::IMPL

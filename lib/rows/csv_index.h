@@ -17,8 +17,9 @@ struct csv_marks {
     }
 };
 
-/// Two bits for each byte of a stretch of text: whether it is one of the three marks, and whether it is the
-/// quote. Bytes are compared 32 or 16 at a time, by the widest instructions that the machine has.
+/// Two bits for each byte of a stretch of text: whether it is one of the three marks, and whether it is one
+/// of the two that do more than part cells, the quote and the line end. Bytes are compared 32 or 16 at a
+/// time, by the widest instructions that the machine has.
 class csv_index {
 public:
     static constexpr std::size_t span = 8192;  ///< bytes covered at most
@@ -29,11 +30,11 @@ public:
 
     /// Bit `i % 64` of word `i / 64` belongs to byte `i`.
     const std::uint64_t* specials() const noexcept { return specials_.data(); }
-    const std::uint64_t* quotes() const noexcept { return quotes_.data(); }
+    const std::uint64_t* stops() const noexcept { return stops_.data(); }
 
 private:
     std::array<std::uint64_t, words> specials_;
-    std::array<std::uint64_t, words> quotes_;
+    std::array<std::uint64_t, words> stops_;
 };
 
 }  // namespace Orlo::IMPL

@@ -156,7 +156,11 @@ CCsvParser::outcome CCsvParser::_FindRow() {
         position_ = row_begin_ + scanner_->position();
         switch (stopped) {
             case IMPL::csv_scanner::stop::row:
-                _SkipLineEndRest();
+                if (line_end_rest_ <= buffer_->size() - position_) {
+                    position_ += line_end_rest_;
+                } else {
+                    _SkipLineEndRest();
+                }
                 ++row_count_;
                 return outcome::row;
             case IMPL::csv_scanner::stop::fail:
@@ -188,13 +192,9 @@ CCsvParser::outcome CCsvParser::_EndOfInput() {
     return outcome::row;
 }
 
-/// Goes over the line end's further characters, which are not looked at.
+/// Goes over the line end's further characters, which are not looked at, from block to block.
 void CCsvParser::_SkipLineEndRest() {
     std::uint64_t left = line_end_rest_;
-    if (left <= buffer_->size() - position_) {
-        position_ += left;
-        return;
-    }
     for (;;) {
         const std::uint64_t step = std::min(left, buffer_->size() - position_);
         position_ += step;

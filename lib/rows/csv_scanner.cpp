@@ -3,8 +3,8 @@
 // The plain one is the grammar itself: one `csv_step` a character. The fast one looks at marks only. Outside
 // of quotes it walks the set bits of the index: in  north,12,"a, ""b""",7\r  those of , , " and so on; a
 // delimiter or line end closes the cell that began behind the mark before, and a quote counts only as a
-// cell's first character. Inside of quotes it walks the quotes' bits; what follows a quote is one plain step.
-// Text between marks costs nothing but its share of the index.
+// cell's first character. Inside of quotes it walks the quotes' bits (and passes by line ends); what follows
+// a quote is one plain step. Text between marks costs nothing but its share of the index.
 //
 // Both stop at `limit` in any state and go on from there, so where blocks meet makes no difference.
 
@@ -89,29 +89,39 @@ csv_scanner::stop csv_scanner::scan_unquoted(const char* row, std::size_t limit)
     while (at < end) {
         if (at < indexed_begin_ || at >= indexed_end_) index_from(at, end);
         const auto offset = static_cast<std::size_t>(at - indexed_begin_);
-        std::uint64_t bits = index_.specials()[offset / 64] & (~std::uint64_t{0} << (offset % 64));
         const char* const word = indexed_begin_ + offset / 64 * 64;
+        std::uint64_t wanted = ~std::uint64_t{0} << (offset % 64);
+        if (end - word < 64) wanted &= (std::uint64_t{1} << (end - word)) - 1;
+        std::uint64_t bits = index_.specials()[offset / 64] & wanted;
+        std::uint64_t stops = index_.stops()[offset / 64] & wanted;
+        const auto word_at = static_cast<std::size_t>(word - row);
         make_room(64);
         csv_cell* out = cells_.data() + count_;
-        for (; bits != 0; bits &= bits - 1) {
-            const char* const mark = word + std::countr_zero(bits);
-            if (mark >= end) break;
-            const auto mark_at = static_cast<std::size_t>(mark - row);
-            const char c = *mark;
-            if (c == marks_.quote) {
-                if (mark_at != cell_begin) continue;
-                state_ = csv_state::quoted;
-                position_ = cell_begin_ = mark_at + 1;
-                count_ = static_cast<std::size_t>(out - cells_.data());
-                return stop::used_up;
+        for (;;) {
+            // delimiters in front of the next quote or line end, or all of the word's if there is none
+            for (std::uint64_t delimiters = bits & ((stops & (0 - stops)) - 1); delimiters != 0;
+                 delimiters &= delimiters - 1) {
+                const std::size_t mark = word_at + static_cast<std::size_t>(std::countr_zero(delimiters));
+                *out++ = {cell_begin, mark - cell_begin};
+                cell_begin = mark + 1;
             }
-            *out++ = {cell_begin, mark_at - cell_begin};
-            cell_begin = mark_at + 1;
-            if (c == marks_.line_end) {
-                position_ = cell_begin;
+            if (stops == 0) break;
+            const std::size_t mark = word_at + static_cast<std::size_t>(std::countr_zero(stops));
+            if (row[mark] != marks_.quote) {
+                *out++ = {cell_begin, mark - cell_begin};
+                position_ = mark + 1;
                 count_ = static_cast<std::size_t>(out - cells_.data());
                 return stop::row;
             }
+            if (mark == cell_begin) {
+                state_ = csv_state::quoted;
+                position_ = cell_begin_ = mark + 1;
+                count_ = static_cast<std::size_t>(out - cells_.data());
+                return stop::used_up;
+            }
+            // a quote inside a cell is text
+            bits &= ~(stops ^ (stops - 1));
+            stops &= stops - 1;
         }
         count_ = static_cast<std::size_t>(out - cells_.data());
         at = std::min(word + 64, indexed_end_);
@@ -129,13 +139,17 @@ bool csv_scanner::find_closing_quote(const char* row, std::size_t limit) {
     while (at < end) {
         if (at < indexed_begin_ || at >= indexed_end_) index_from(at, end);
         const auto offset = static_cast<std::size_t>(at - indexed_begin_);
-        const std::uint64_t bits = index_.quotes()[offset / 64] & (~std::uint64_t{0} << (offset % 64));
+        const std::uint64_t bits = index_.stops()[offset / 64] & (~std::uint64_t{0} << (offset % 64));
         if (bits == 0) {
             at = std::min(indexed_begin_ + (offset / 64 + 1) * 64, indexed_end_);
             continue;
         }
         const char* const quote = indexed_begin_ + offset / 64 * 64 + std::countr_zero(bits);
         if (quote >= end) break;
+        if (*quote != marks_.quote) {
+            at = quote + 1;
+            continue;
+        }
         quote_at_ = static_cast<std::size_t>(quote - row);
         position_ = quote_at_ + 1;
         state_ = csv_state::quote_seen;

@@ -50,7 +50,7 @@ struct wrapped {
 
 /// One value of a failure: a text, a number, a system error or an inner failure.
 class failure_value {
-public:
+  public:
     failure_value(std::string_view text) : kind_(kind::text), text_(text) {}
     failure_value(const char* text) : failure_value(std::string_view(text)) {}
     failure_value(const stringEx& text) : failure_value(text.view()) {}
@@ -62,7 +62,7 @@ public:
     failure_value(system_error error) : kind_(kind::error), number_(error.number) {}
     failure_value(wrapped w) : kind_(kind::inner), text_(w.inner.message().view()) {}
 
-private:
+  private:
     friend class failure_text;
     enum class kind { text, number, natural, error, inner };
 
@@ -70,6 +70,9 @@ private:
     std::string_view text_{};
     std::int64_t number_ = 0;
 };
+
+/// The system's own text of an error.
+stringEx strerror_text(int number);
 
 /// The text of a system error: the table's sentence; for others `other`, or without one "unexpect system
 /// error: " and the system's own text.

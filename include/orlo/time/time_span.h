@@ -2,6 +2,7 @@
 
 #include <compare>
 #include <cstdint>
+#include <string_view>
 
 #include "orlo/strings/buffer.h"
 #include "orlo/time/wrapping.h"
@@ -22,7 +23,7 @@ inline constexpr std::int64_t US_PER_WEEK = 7 * US_PER_DAY;
 ///
 /// Threads: a plain value; one object may not be written by one thread while another uses it.
 class CTimeSpan {
-  public:
+public:
     /// The empty span.
     constexpr CTimeSpan() noexcept = default;
     constexpr explicit CTimeSpan(std::int64_t microseconds) noexcept : value_(microseconds) {}
@@ -76,10 +77,10 @@ class CTimeSpan {
     ///
     /// "%%" is one "%", a "%" at the very end is dropped, and an unknown escape loses only its "%". The sign
     /// is not shown: a negative span reads as the positive one. Throws only `std::bad_alloc`.
-    void ToStr(stringEx& out, const stringEx& format) const;
-    void ToStr(wstringEx& out, const wstringEx& format) const;
+    void ToStr(stringEx& out, std::string_view format) const;
+    void ToStr(wstringEx& out, std::wstring_view format) const;
 
-  private:
+private:
     std::int64_t value_ = 0;
 };
 

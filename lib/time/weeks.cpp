@@ -1,0 +1,73 @@
+// Weeks: where they begin, their numbers, and week days within a month.
+//
+// All rests on one distance: how many days a time lies behind the latest day that begins a week. On a
+// Thursday, 2026-01-01, weeks that begin on Monday began 3 days ago, weeks that begin on Friday 6.
+
+#include "orlo/time/time.h"
+#include "time/zone.h"
+
+namespace Orlo {
+namespace {
+
+std::uint32_t days_behind(std::uint32_t weekDay, std::uint32_t first) noexcept {
+    return (weekDay + 7 - first % 7) % 7;
+}
+
+}  // namespace
+
+std::uint32_t CTime::GetWeekOfYear(std::uint32_t firstDay, std::int16_t zone) const {
+    TIME_FIELDS fields;
+    Decode(fields, zone);
+    const std::uint32_t behind = days_behind(fields.weekDay, firstDay);
+    return behind >= fields.dayOfYear ? 1 : (fields.dayOfYear - behind + 6) / 7;
+}
+
+CTime CTime::GetMonthBegin(std::int16_t zone) const {
+    TIME_FIELDS fields;
+    Decode(fields, zone);
+    return CTime().Set(fields.year, fields.month, 1, 0, 0, 0, 0, fields.timeZone);
+}
+
+CTime CTime::GetWeekBegin(std::uint32_t weekDay, std::int16_t zone) const {
+    TIME_FIELDS fields;
+    const std::int64_t seconds = Decode(fields, zone);
+    const std::int64_t behind = days_behind(fields.weekDay, weekDay);
+    return *this - CTimeSpan(behind * US_PER_DAY + seconds * g_usPerSecond + fields.microsecond);
+}
+
+CTime CTime::GetNearestWeekDay(std::uint32_t weekDay, std::int16_t zone) const {
+    const std::int64_t offset = IMPL::zone_offset(zone);
+    const CTime before = GetWeekBegin(weekDay, zone);
+    const CTime behind = before + CTimeSpan(US_PER_WEEK);
+    // truncated, so that before the epoch the day's end stands for its begin; wanted, like the mirrored
+    // readings
+    const std::int64_t local = IMPL::wrap_add(value_, offset);
+    const CTime day(IMPL::wrap_sub(local / US_PER_DAY * US_PER_DAY, offset));
+    return behind - day > day - before ? before : behind;
+}
+
+CTime CTime::GetNthWeekDayOfMonth(std::uint16_t n, std::uint32_t weekDay, std::int16_t zone) const {
+    CTime first = GetMonthBegin(zone);
+    if (first.GetDayOfWeek(zone) != weekDay % 7) {
+        first = first.GetWeekBegin(weekDay, zone) + CTimeSpan(US_PER_WEEK);
+    }
+    // 16 bits: n = 0 asks for week 65536, not for one before the month
+    return first + CTimeSpan(static_cast<std::uint16_t>(n - 1) * US_PER_WEEK);
+}
+
+// The month is the local zone's, whatever zone is asked for: wanted.
+CTime CTime::GetLastWeekDayOfMonth(std::uint32_t weekDay, std::int16_t zone) const {
+    TIME_FIELDS fields;
+    Decode(fields, TZ_LOCAL);
+    std::int32_t year = fields.year;
+    std::int32_t month = fields.month + 1;
+    if (month > 12) {
+        month = 1;
+        year = year == -1 ? 1 : year + 1;
+    }
+    const CTime next = CTime().Set(year, month, 1, 0, 0, 0, 0, fields.timeZone);
+    const CTime found = next.GetWeekBegin(weekDay, zone);
+    return found == next ? found - CTimeSpan(US_PER_WEEK) : found;
+}
+
+}  // namespace Orlo
