@@ -50,7 +50,7 @@ struct wrapped {
 
 /// One value of a failure: a text, a number, a system error or an inner failure.
 class failure_value {
-  public:
+public:
     failure_value(std::string_view text) : kind_(kind::text), text_(text) {}
     failure_value(const char* text) : failure_value(std::string_view(text)) {}
     failure_value(const stringEx& text) : failure_value(text.view()) {}
@@ -62,7 +62,7 @@ class failure_value {
     failure_value(system_error error) : kind_(kind::error), number_(error.number) {}
     failure_value(wrapped w) : kind_(kind::inner), text_(w.inner.message().view()) {}
 
-  private:
+private:
     friend class failure_text;
     enum class kind { text, number, natural, error, inner };
 

@@ -18,7 +18,8 @@ namespace Orlo {
 ///       B Wait, B is killed       A (the creator) is destroyed: never returns
 ///   - as the creator leaves both names, which the next `Create` opens as they are.
 /// The creator is to be destroyed last, after it has raised the event for those who wait. An object that is
-/// destroyed later than the creator cannot take the mutex any more, and its destructor fails like any operation.
+/// destroyed later than the creator cannot take the mutex any more, and its destructor fails like any
+/// operation.
 ///
 /// Threads: as `CEvent`, across processes.
 ///
