@@ -8,6 +8,7 @@
 
 #include "support/child.h"
 #include "support/system_fault.h"
+#include "support/watchdog.h"
 
 namespace {
 
@@ -15,9 +16,7 @@ using namespace Orlo;
 using namespace testing_support;
 
 struct shm : testing::Test {
-    shm() { alarm(60); }
-    ~shm() override { alarm(0); }
-
+    watchdog dog{60};
     faults::clean_slate slate;
     shm_name unique;
     stringEx name{unique.text};

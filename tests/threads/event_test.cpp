@@ -39,7 +39,7 @@ TEST_F(event, wakes_all_who_wait_in_whatever_way) {
     CEvent signal;
     std::atomic<int> woken{0};
     std::thread raiser([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        sleep_ms(50);
         EXPECT_EQ(woken, 0);
         const CLockGuard held(mutex);
         const CLockGuard held_too(light);

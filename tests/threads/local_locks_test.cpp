@@ -34,7 +34,7 @@ void wait_with_all_limits(Wait&& wait, End&& end) {
         EXPECT_GE(elapsed_ms([&] { EXPECT_FALSE(wait(row.limit)); }), row.least_ms);
     for (const CTimeLimit limit : LONG_LIMITS) {
         std::thread waiter([&] { EXPECT_TRUE(wait(limit)); });
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        sleep_ms(10);
         end();
         waiter.join();
     }
@@ -85,7 +85,7 @@ TEST_F(local_locks, a_signal_neither_ends_nor_prolongs_a_wait) {
         stage = 2;
     });
     for (int i = 0; i < 20; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(15));
+        sleep_ms(15);
         pthread_kill(waiter.native_handle(), SIGUSR1);
     }
     EXPECT_EQ(stage, 1);

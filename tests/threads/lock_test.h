@@ -1,40 +1,20 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <chrono>
-#include <thread>
-#include <vector>
 
 #include "support/system_fault.h"
+#include "support/watchdog.h"
 #include "threads/clock_choice.h"
+#include "threads/in_threads.h"
 
 namespace testing_support {
 
-/// Without faults, and ended by a signal after a minute: a lost wake-up shows as a failure and not as a hang.
+/// Begins and ends without faults, within a minute.
 struct lock_test : testing::Test {
-    lock_test() { alarm(60); }
-    ~lock_test() noexcept override { alarm(0); }
+    ~lock_test() noexcept override {}
+    watchdog dog{60};
     faults::clean_slate slate;
 };
-
-/// Runs `action(number)` in `count` threads and waits for them.
-template <class Action>
-void in_threads(int count, Action&& action) {
-    std::vector<std::thread> threads;
-    for (int number = 0; number < count; ++number)
-        threads.emplace_back([&action, number] { action(number); });
-    for (std::thread& thread : threads)
-        thread.join();
-}
-
-template <class Action>
-std::int64_t elapsed_ms(Action&& action) {
-    const auto begin = std::chrono::steady_clock::now();
-    action();
-    return (std::chrono::steady_clock::now() - begin) / std::chrono::milliseconds(1);
-}
 
 /// Replaces what the C library offers for waits on the monotonic clock: by nothing, or by other functions.
 struct clock_calls {
