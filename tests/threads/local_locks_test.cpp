@@ -27,9 +27,9 @@ constexpr struct {
 constexpr CTimeLimit LONG_LIMITS[] = {WAIT_FOREVER, WAIT_FOREVER - 1, CTimeSpan(LONGEST),
                                       CTimeSpan(LONGEST - 1)};
 
-/// A wait ends at its limit, or when another thread ends it.
-template <class Wait, class End>
-void wait_with_all_limits(Wait&& wait, End&& end) {
+/// A wait ends at its limit, or when another thread ends it; after that `again` restores what it waited for.
+template <class Wait, class End, class Again>
+void wait_with_all_limits(Wait&& wait, End&& end, Again&& again) {
     for (const auto& row : SHORT_LIMITS)
         EXPECT_GE(elapsed_ms([&] { EXPECT_FALSE(wait(row.limit)); }), row.least_ms);
     for (const CTimeLimit limit : LONG_LIMITS) {
@@ -37,6 +37,7 @@ void wait_with_all_limits(Wait&& wait, End&& end) {
         sleep_ms(10);
         end();
         waiter.join();
+        again();
     }
 }
 
@@ -45,7 +46,8 @@ TEST_F(local_locks, waits_end_at_their_limit_on_either_clock) {
         std::optional<clock_calls> none;
         if (!monotonic) none.emplace();
         CSem gate;
-        wait_with_all_limits([&](CTimeLimit limit) { return gate.TimedWait(limit); }, [&] { gate.P(); });
+        wait_with_all_limits([&](CTimeLimit limit) { return gate.TimedWait(limit); }, [&] { gate.P(); },
+                             [] {});
 
         CMutex mutex;
         const auto lock_elsewhere = [&](CTimeLimit limit) {
@@ -62,12 +64,8 @@ TEST_F(local_locks, waits_end_at_their_limit_on_either_clock) {
         for (int level = 0; level < 4; ++level)
             mutex.Unlock();
         EXPECT_FALSE(lock_elsewhere(0));
-        wait_with_all_limits(lock_elsewhere, [&] {
-            mutex.Unlock();
-            while (!lock_elsewhere(1))
-                std::this_thread::yield();
-            mutex.Lock();
-        });
+        wait_with_all_limits(
+            lock_elsewhere, [&] { mutex.Unlock(); }, [&] { mutex.Lock(); });
         mutex.Unlock();
     }
 }
