@@ -109,8 +109,20 @@ void CCsvParser::SetRowQuota(std::uint64_t quota) noexcept {
     scanner_->scan_again();
 }
 
+/// The short way to a row that waits in the scanner, which nearly all rows take.
+inline CCsvParser::outcome CCsvParser::_NextRow() {
+    if (!scanner_->take_row()) [[unlikely]] {
+        const outcome what = _FindRow();
+        if (what != outcome::row) return what;
+    }
+    ++row_count_;
+    if (scanner_->row_end() > buffer_->size()) [[unlikely]]
+        _SkipLineEndRest();
+    return outcome::row;
+}
+
 bool CCsvParser::GetNextRow(row_cells& row) {
-    const outcome what = _FindRow();
+    const outcome what = _NextRow();
     if (what == outcome::end) {
         row.clear();
         return false;
@@ -127,14 +139,16 @@ bool CCsvParser::GetNextRow(row_cells& row) {
 }
 
 bool CCsvParser::GetNextRow(csv_row_view& row) {
-    const outcome what = _FindRow();
-    if (what != outcome::row) {
+    const outcome what = _NextRow();
+    if (what != outcome::row) [[unlikely]] {
         row = {};
         if (what != outcome::end) _Raise(what);
         return false;
     }
-    if (buffer_ != &own_buffer_) _RowToOwnBuffer();
-    if (!scanner_->doubled_cells().empty()) _SingleQuotes();
+    if (buffer_ != &own_buffer_) [[unlikely]]
+        _RowToOwnBuffer();
+    if (scanner_->any_doubled()) [[unlikely]]
+        _SingleQuotes();
     const std::span<const csv_cell> cells = scanner_->cells();
     row.cells_ = cells.data();
     row.count_ = cells.size();
@@ -162,7 +176,7 @@ void CCsvParser::_SingleQuotes() {
 }
 
 CCsvParser::outcome CCsvParser::_FindRow() {
-    while (!scanner_->take_row()) {
+    do {
         const std::uint64_t begin = scanner_->open_row_begin();
         const std::uint64_t available = buffer_->size() - begin;
         const std::uint64_t most = row_quota_ == UINT64_MAX ? row_quota_ : row_quota_ + 1;
@@ -182,9 +196,7 @@ CCsvParser::outcome CCsvParser::_FindRow() {
             return outcome::over_quota;
         }
         if (!_Refill(begin)) return _EndOfInput();
-    }
-    ++row_count_;
-    if (scanner_->row_end() > buffer_->size()) _SkipLineEndRest();
+    } while (!scanner_->take_row());
     return outcome::row;
 }
 
@@ -205,10 +217,7 @@ CCsvParser::outcome CCsvParser::_EndOfInput() {
             break;
     }
     scanner_->take_open_row();
-    if (what == outcome::row) {
-        scanner_->open_row_at(scanner_->row_end());
-        ++row_count_;
-    }
+    if (what == outcome::row) scanner_->open_row_at(scanner_->row_end());
     return what;
 }
 

@@ -85,7 +85,7 @@ void csv_scanner::take_open_row() {
     taken_ = found_;
 }
 
-std::span<const std::size_t> csv_scanner::find_doubled() noexcept {
+std::span<const std::size_t> csv_scanner::doubled_cells() noexcept {
     const std::size_t size = doubled_cells_.size();
     while (doubled_taken_ < size && doubled_cells_[doubled_taken_] < rows_[taken_ - 1].cell)
         ++doubled_taken_;
@@ -138,6 +138,20 @@ csv_scanner::stop csv_scanner::scan_plain(const char* text, std::size_t limit) {
     return stop::used_up;
 }
 
+namespace {
+
+bool has_bmi() {
+    static const bool has = __builtin_cpu_supports("bmi") != 0;
+    return has;
+}
+
+/// Where the lowest bit is, as an offset: unsigned, which saves the compiler an extension of the sign.
+[[gnu::always_inline]] inline std::size_t lowest(std::uint64_t bits) {
+    return static_cast<unsigned>(std::countr_zero(bits));
+}
+
+}  // namespace
+
 csv_scanner::stop csv_scanner::scan_fast(const char* text, std::size_t limit) {
     while (position_ < limit) {
         if (position_ >= indexed_end_ || indexed_end_ > limit) {
@@ -150,7 +164,7 @@ csv_scanner::stop csv_scanner::scan_fast(const char* text, std::size_t limit) {
             // one step settles what the quote was
             if (scan_plain(text, position_ + 1) == stop::fail) return stop::fail;
         } else {
-            scan_unquoted(text);
+            has_bmi() ? scan_unquoted_bmi(text) : scan_unquoted(text);
         }
     }
     return stop::used_up;
@@ -167,7 +181,7 @@ void csv_scanner::index_from_position(const char* text, std::size_t limit) {
 }
 
 /// Ends cells and rows until a quote opens a cell (`state_` tells) or the index is used up.
-void csv_scanner::scan_unquoted(const char* text) {
+[[gnu::always_inline]] inline void csv_scanner::scan_unquoted_any(const char* text) {
     const std::size_t begin = indexed_begin_;
     const std::size_t end = indexed_end_;
     const std::size_t behind_line_end = 1 + line_end_rest_;
@@ -191,12 +205,12 @@ void csv_scanner::scan_unquoted(const char* text) {
             // those in front of the next quote or line end, or all of the word's if there is none
             const std::uint64_t front = stops ^ (stops - 1);
             for (std::uint64_t left = delimiters & front; left != 0; left &= left - 1) {
-                const std::size_t mark = word_at + static_cast<std::size_t>(std::countr_zero(left));
+                const std::size_t mark = word_at + lowest(left);
                 *out++ = {cell_begin, mark - cell_begin};
                 cell_begin = mark + 1;
             }
             if (stops == 0) break;
-            const std::size_t mark = word_at + static_cast<std::size_t>(std::countr_zero(stops));
+            const std::size_t mark = word_at + lowest(stops);
             if (text[mark] != quote) {
                 *out++ = {cell_begin, mark - cell_begin};
                 out = std::fill_n(out, csv_row_view::spare_cells, csv_cell{0, 0});
@@ -226,6 +240,14 @@ void csv_scanner::scan_unquoted(const char* text) {
     }
 }
 
+void csv_scanner::scan_unquoted(const char* text) {
+    scan_unquoted_any(text);
+}
+
+[[gnu::target("bmi")]] void csv_scanner::scan_unquoted_bmi(const char* text) {
+    scan_unquoted_any(text);
+}
+
 /// Goes behind the next quote inside a quoted cell, or to the end of the index.
 void csv_scanner::find_closing_quote(const char* text) {
     while (position_ < indexed_end_) {
@@ -235,8 +257,7 @@ void csv_scanner::find_closing_quote(const char* text) {
             position_ = std::min(indexed_begin_ + (offset / 64 + 1) * 64, indexed_end_);
             continue;
         }
-        const std::size_t mark =
-            indexed_begin_ + offset / 64 * 64 + static_cast<std::size_t>(std::countr_zero(bits));
+        const std::size_t mark = indexed_begin_ + offset / 64 * 64 + lowest(bits);
         position_ = mark + 1;
         if (text[mark] == marks_.quote) {
             quote_at_ = mark;

@@ -66,9 +66,9 @@ public:
     }
     std::size_t first_cell() const noexcept { return rows_[taken_ - 1].cell; }
     /// Numbers of those whose text still holds each quote character twice, as it was read.
-    std::span<const std::size_t> doubled_cells() noexcept {
-        return doubled_cells_.empty() ? std::span<const std::size_t>() : find_doubled();
-    }
+    std::span<const std::size_t> doubled_cells() noexcept;
+    /// False if there is none in any row found.
+    bool any_doubled() const noexcept { return !doubled_cells_.empty(); }
 
     std::size_t open_row_begin() const noexcept { return rows_[found_].byte; }
     /// The open row begins at `at`; nothing of it was scanned.
@@ -102,12 +102,13 @@ private:
 
     stop scan_plain(const char* text, std::size_t limit);
     stop scan_fast(const char* text, std::size_t limit);
+    void scan_unquoted_any(const char* text);
     void scan_unquoted(const char* text);
+    void scan_unquoted_bmi(const char* text);  ///< with instructions that find and clear the lowest bit
     void find_closing_quote(const char* text);
     void index_from_position(const char* text, std::size_t limit);
     void keep_open_row_only();
     void end_row(std::size_t next_begin);
-    std::span<const std::size_t> find_doubled() noexcept;
 
     void push(csv_cell cell) {
         make_room(1);

@@ -234,6 +234,47 @@ TEST(CsvParser, RowsOfTheQuotaPassAndOneMoreFails) {
     }
 }
 
+// Rows that wait in the scanner were found under the quota of before.
+TEST(CsvParser, ANewQuotaHoldsFromTheNextRowOn) {
+    struct row {
+        std::uint64_t before, after;
+        const char* second;  ///< none if it fails
+    };
+    const row rows[] = {
+        {100, 7, "q\"bbb"}, {100, 8, "q\"bbb"}, {100, 6, nullptr}, {5, 100, "q\"bbb"}, {5, 5, nullptr}};
+    for (const row& r : rows) {
+        const auto source = shared_ptr<block_source>::make("\"\"\"\"\r\n\"q\"\"bbb\"\r\ncc\r\n");
+        CCsvParser parser;
+        parser.Attach(source);
+        parser.SetRowQuota(r.before);
+        csv_row_view view;
+        ASSERT_TRUE(parser.GetNextRow(view));
+        parser.SetRowQuota(r.after);
+        EXPECT_EQ(view[0], "\"") << "the row lives until the next is read";
+        if (r.second == nullptr) {
+            EXPECT_THROW(parser.GetNextRow(view), csvExp) << r.after;
+            continue;
+        }
+        ASSERT_TRUE(parser.GetNextRow(view));
+        EXPECT_EQ(view[0], r.second);
+        ASSERT_TRUE(parser.GetNextRow(view));
+        EXPECT_EQ(view[0], "cc");
+        EXPECT_EQ(source->reads, 1);
+    }
+}
+
+// A block is read by the row that needs its bytes, be it only for the rest of its line end.
+TEST(CsvParser, ReadsNoBlockBeforeARowNeedsIt) {
+    const auto source = shared_ptr<block_source>::make("a\r\nb\r\ncc\r\nd");
+    CCsvParser parser;
+    parser.Attach(source, ',', '"', "\r\n"_lit, 5);
+    csv_row_view view;
+    for (const int reads : {1, 2, 2, 3}) {
+        ASSERT_TRUE(parser.GetNextRow(view));
+        EXPECT_EQ(source->reads, reads) << view[0];
+    }
+}
+
 TEST(CsvParser, FailureTexts) {
     struct row {
         std::string_view text;

@@ -66,6 +66,7 @@ private:
     enum class outcome { row, end, over_quota, bad_quoting, unclosed };
 
     void _Start(char delimiter, char quote, const stringEx& line_end);
+    outcome _NextRow();
     outcome _FindRow();
     outcome _EndOfInput();
     void _SkipLineEndRest();
