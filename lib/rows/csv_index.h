@@ -22,7 +22,9 @@ struct csv_marks {
 /// time, by the widest instructions that the machine has.
 class csv_index {
 public:
-    static constexpr std::size_t span = 2048;  ///< bytes covered at most
+    /// Bytes covered at most, and so the rows found at once. 1024 to 8192 run within 1.3 % of each other in
+    /// instructions and alike in time; a small one keeps the cells of the shortest rows few.
+    static constexpr std::size_t span = 2048;
     static constexpr std::size_t words = span / 64;
 
     /// Covers `size` (at most `span`) bytes at `text`. Bits behind them are zero.
