@@ -46,12 +46,18 @@ constexpr failure<csvExp> UNCLOSED_FIELD = {{
 
 /// Makes each doubled quote in `text` one; returns the length that is left.
 std::size_t single_quotes(char* text, std::size_t length, char quote) {
-    std::size_t to = 0;
-    for (std::size_t from = 0; from < length; ++from) {
-        text[to++] = text[from];
-        if (text[from] == quote) ++from;
+    const char* from = text;
+    const char* const end = text + length;
+    char* to = text;
+    while (from < end) {
+        const void* const found = std::memchr(from, quote, static_cast<std::size_t>(end - from));
+        const char* const behind = found != nullptr ? static_cast<const char*>(found) + 1 : end;
+        const auto size = static_cast<std::size_t>(behind - from);
+        std::memmove(to, from, size);
+        to += size;
+        from = behind + 1;
     }
-    return to;
+    return static_cast<std::size_t>(to - text);
 }
 
 void single_quotes(stringEx& text, char quote) {

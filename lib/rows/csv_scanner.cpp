@@ -3,8 +3,9 @@
 // The plain one is the grammar itself: one `csv_step` a character. The fast one looks at marks only. Outside
 // of quotes it walks the set bits of the index: in  north,12,"a, ""b""",7\r  those of , , " and so on; a
 // delimiter or line end closes the cell that began behind the mark before, and a quote counts only as a
-// cell's first character. Inside of quotes it walks the quotes' bits (and passes by line ends); what follows
-// a quote is one plain step. Text between marks costs nothing but its share of the index.
+// cell's first character. A quoted cell is ended at once by the bits of its quotes (passing by line ends) if it
+// is indexed to behind its closing quote; one that is cut, or closed badly, goes on quote by quote, with one
+// plain step behind each. Text between marks costs nothing but its share of the index.
 //
 // The fast one goes on past line ends until the bytes that are indexed are used up, so its set-up and all
 // questions about room and limits are paid once for some dozens of rows.
@@ -180,7 +181,34 @@ void csv_scanner::index_from_position(const char* text, std::size_t limit) {
     make_room(size * (1 + csv_row_view::spare_cells));
 }
 
-/// Ends cells and rows until a quote opens a cell (`state_` tells) or the index is used up.
+/// The end of the quoted cell whose text begins at `from`, if both its closing quote and the mark behind that
+/// are indexed.
+csv_scanner::quoted_end csv_scanner::end_of_quoted(const char* text, std::size_t from) const {
+    quoted_end found{0, csv_text, false};
+    for (std::size_t word = (from - indexed_begin_) / 64; indexed_begin_ + word * 64 < indexed_end_; ++word) {
+        std::uint64_t bits = index_.stops()[word];
+        const std::size_t word_at = indexed_begin_ + word * 64;
+        if (from > word_at) bits &= from - word_at < 64 ? ~std::uint64_t{0} << (from - word_at) : 0;
+        for (; bits != 0; bits &= bits - 1) {
+            const std::size_t mark = word_at + lowest(bits);
+            if (mark < from || text[mark] != marks_.quote) continue;
+            if (mark + 1 >= indexed_end_) return found;
+            const char behind = text[mark + 1];
+            if (behind == marks_.quote) {
+                found.doubled = true;
+                from = mark + 2;
+                continue;
+            }
+            found.at = mark;
+            if (behind == marks_.delimiter) found.behind = csv_delimiter;
+            if (behind == marks_.line_end) found.behind = csv_line_end;
+            return found;
+        }
+    }
+    return found;
+}
+
+/// Ends cells and rows until the index is used up or ends a quoted cell too early (`state_` tells).
 [[gnu::always_inline]] inline void csv_scanner::scan_unquoted_any(const char* text) {
     const std::size_t begin = indexed_begin_;
     const std::size_t end = indexed_end_;
@@ -219,9 +247,22 @@ void csv_scanner::index_from_position(const char* text, std::size_t limit) {
                 break;
             }
             if (mark == cell_begin) {
-                state_ = csv_state::quoted;
-                at = end;
-                cell_begin = mark + 1;
+                const quoted_end closed = end_of_quoted(text, mark + 1);
+                if (closed.behind == csv_text) {
+                    // cut off, or followed by what does not belong there: the slow road
+                    state_ = csv_state::quoted;
+                    at = end;
+                    cell_begin = mark + 1;
+                    break;
+                }
+                if (closed.doubled) doubled_cells_.push_back(static_cast<std::size_t>(out - cells));
+                *out++ = {mark + 1, closed.at - mark - 1};
+                at = cell_begin = closed.at + 2;
+                if (closed.behind == csv_line_end) {
+                    out = std::fill_n(out, csv_row_view::spare_cells, csv_cell{0, 0});
+                    at = cell_begin = closed.at + 1 + behind_line_end;
+                    *++row = {static_cast<std::size_t>(out - cells), at};
+                }
                 break;
             }
             // a quote inside a cell is text

@@ -105,6 +105,14 @@ private:
     void scan_unquoted_any(const char* text);
     void scan_unquoted(const char* text);
     void scan_unquoted_bmi(const char* text);  ///< with instructions that find and clear the lowest bit
+    /// Where a quoted cell's closing quote is, and the class of what stands behind it: `csv_text` if it was
+    /// not found, or if that is no mark.
+    struct quoted_end {
+        std::size_t at;
+        csv_class behind;
+        bool doubled;
+    };
+    quoted_end end_of_quoted(const char* text, std::size_t from) const;
     void find_closing_quote(const char* text);
     void index_from_position(const char* text, std::size_t limit);
     void keep_open_row_only();
