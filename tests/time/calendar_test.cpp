@@ -12,7 +12,8 @@
 #include "orlo/time/time.h"
 #include "support/expect_throw.h"
 
-namespace Orlo {
+using namespace Orlo;
+
 namespace {
 
 constexpr std::int64_t MOST = std::numeric_limits<std::int64_t>::max();
@@ -98,14 +99,10 @@ void check_value(std::int64_t value, std::int16_t zone) {
         ((f.hour * 60 + f.minute) * 60 + f.second) * std::int64_t{1000000} + f.microsecond;
 
     ASSERT_EQ(read_date(f), wanted_date(days)) << value << " in " << zone;
-    ASSERT_NE(f.year, 0);
-    ASSERT_EQ(
-        f.weekDay,
-        std::chrono::weekday(std::chrono::sys_days(std::chrono::days(static_cast<int>(days)))).c_encoding());
+    ASSERT_EQ(f.weekDay, ((days + 4) % 7 + 7) % 7);
     ASSERT_EQ(fields_time, time) << value << " in " << zone;
-    ASSERT_TRUE(f.hour < 24 && f.minute < 60 && f.second < 60 && f.microsecond < 1000000);
-    ASSERT_EQ(seconds, time / 1000000);
-    ASSERT_EQ(f.timeZone, zone);
+    ASSERT_TRUE(f.year != 0 && f.hour < 24 && f.minute < 60 && f.second < 60 && f.microsecond < 1000000);
+    ASSERT_TRUE(seconds == time / 1000000 && f.timeZone == zone);
 
     const date real = chrono_date(days);
     if (is_hundred(real) || repeats(real)) return;
@@ -113,6 +110,8 @@ void check_value(std::int64_t value, std::int16_t zone) {
     back.Set(f.year, f.month, f.day, f.hour, f.minute, f.second, f.microsecond, zone);
     ASSERT_EQ(back.GetValue(), value) << "in " << zone;
 }
+
+}  // namespace
 
 TEST(calendar, every_day_of_28_centuries_counted_one_by_one) {
     std::mt19937_64 random(4);
@@ -208,6 +207,3 @@ TEST(calendar, only_the_month_is_checked) {
     }
     EXPECT_EQ(time.GetValue(), 77);
 }
-
-}  // namespace
-}  // namespace Orlo
