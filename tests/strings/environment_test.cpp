@@ -23,11 +23,8 @@ std::string expanded(std::string_view text, std::uint32_t depth = 0) {
 }  // namespace
 
 TEST(EnvRefs, Expand) {
-    const std::pair<const char*, const char*> variables[] = {
-        {"O_H", "/h"}, {"O_NIL", ""}, {"O_NAME", "O_H"}, {"O_EQ", "a=b"}, {"O_R", "<$O_H ${O_H} $$O_H>"},
-    };
-    for (const auto& [name, value] : variables)
-        SetEnv(name, value);
+    SetEnv("O_H", "/h"), SetEnv("O_NIL", ""), SetEnv("O_NAME", "O_H"), SetEnv("O_EQ", "a=b");
+    SetEnv("O_R", "<$O_H ${O_H} $$O_H>");
     const std::pair<const char*, const char*> rows[] = {
         {"$O_H/x", "/h/x"},       {"${O_H}x", "/hx"},           {"$$O_H", "$O_H"},
         {"$${O_H}", "${O_H}"},    {"$$$O_H$$$$", "$/h$$"},      {"$O_H$", "/h$"},
@@ -98,10 +95,8 @@ TEST(Environment, NamesAndValues) {
 }
 
 TEST(Environment, WideTextPassesThroughTheLocaleOrAsBytes) {
-    SetEnv("ORLO_WIDE", "a\xC3\xA9");
-    SetEnv("ORLO_WIDE_BAD", "ab\xFF");
-    SetEnv("ORLO_\xE9", "latin");
-    SetEnv("ORLO_\xC3\xA9", "utf-8");
+    SetEnv("ORLO_WIDE", "a\xC3\xA9"), SetEnv("ORLO_WIDE_BAD", "ab\xFF");
+    SetEnv("ORLO_\xE9", "latin"), SetEnv("ORLO_\xC3\xA9", "utf-8");
     for (const bool utf8 : {true, false}) {
         ASSERT_NE(std::setlocale(LC_CTYPE, utf8 ? "C.UTF-8" : "C"), nullptr);
         EXPECT_TRUE(GetEnv(L"ORLO_WIDE") == (utf8 ? L"a\u00E9" : L"a\u00C3\u00A9")) << utf8;

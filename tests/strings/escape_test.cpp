@@ -13,22 +13,22 @@ struct kind {
     escaper<char> narrow;
     escaper<wchar_t> wide;
 
-    std::string operator()(std::string_view text) const { return apply(narrow, text); }
-    std::string widely(std::string_view text) const { return apply(wide, text); }
     template <class T>
     static std::string apply(escaper<T> escape, std::string_view text) {
         basic_buffer<T> target = twin<T>("t:");
         (twin<T>(text).*escape)(target);
         return untwin(target).substr(2);
     }
+    std::string operator()(std::string_view text) const { return apply(narrow, text); }
+    std::string widely(std::string_view text) const { return apply(wide, text); }
 };
 
-#define KIND(name) \
-    { &stringEx::name##_append_to, &wstringEx::name##_append_to }
-constexpr kind XML_ESCAPE = KIND(xml_escape), XML_RESTORE = KIND(xml_restore);
-constexpr kind HTML_ESCAPE = KIND(html_escape), HTML_RESTORE = KIND(html_restore);
-constexpr kind JSON_ESCAPE = KIND(json_escape), JSON_RESTORE = KIND(json_restore);
-#undef KIND
+constexpr kind XML_ESCAPE{&stringEx::xml_escape_append_to, &wstringEx::xml_escape_append_to};
+constexpr kind XML_RESTORE{&stringEx::xml_restore_append_to, &wstringEx::xml_restore_append_to};
+constexpr kind HTML_ESCAPE{&stringEx::html_escape_append_to, &wstringEx::html_escape_append_to};
+constexpr kind HTML_RESTORE{&stringEx::html_restore_append_to, &wstringEx::html_restore_append_to};
+constexpr kind JSON_ESCAPE{&stringEx::json_escape_append_to, &wstringEx::json_escape_append_to};
+constexpr kind JSON_RESTORE{&stringEx::json_restore_append_to, &wstringEx::json_restore_append_to};
 
 }  // namespace
 

@@ -23,7 +23,7 @@ struct parse_row {
     std::int64_t as_signed;
     std::size_t end;
     std::optional<std::uint64_t> as_unsigned = {};  // if it is not the signed number's bits
-    bool signed_range = false, unsigned_range = false;
+    int out_of_range = 0;                           // 1: as a signed number, 2: as both
 };
 
 const std::vector<parse_row> SHORT_ROWS = {
@@ -37,16 +37,15 @@ const std::vector<parse_row> SHORT_ROWS = {
     {"12", ANY, 12, 2},
 };
 const std::vector<parse_row> LONG_ROWS = {
-    {{"\0\t\n\v\r 42", 8}, 10, 42, 8},
-    {"00000000000000000000000012", 10, 12, 26},
-    {"9223372036854775807", 10, MOST, 19},
-    {"9223372036854775808", 10, MOST, 19, TOP_BIT, true, false},
-    {"-9223372036854775808", 10, LEAST, 20},
-    {"-9223372036854775809", 10, LEAST, 20, TOP_BIT, true, true},
-    {"18446744073709551615", 10, MOST, 20, ALL_ONES, true, false},
-    {"18446744073709551616", 10, MOST, 19, ALL_ONES, true, true},
-    {"-18446744073709551616", 10, LEAST, 20, TOP_BIT, true, true},
-    {"99999999999999999999999x", 10, MOST, 19, ALL_ONES, true, true},
+    {"00000000000000000000000012", 10, 12, 26, 12},
+    {"9223372036854775807", 10, MOST, 19, TOP_BIT - 1},
+    {"9223372036854775808", 10, MOST, 19, TOP_BIT, 1},
+    {"-9223372036854775808", 10, LEAST, 20, TOP_BIT},
+    {"-9223372036854775809", 10, LEAST, 20, TOP_BIT, 2},
+    {"18446744073709551615", 10, MOST, 20, ALL_ONES, 1},
+    {"18446744073709551616", 10, MOST, 19, ALL_ONES, 2},
+    {"-18446744073709551616", 10, LEAST, 20, TOP_BIT, 2},
+    {"99999999999999999999x", 10, MOST, 19, ALL_ONES, 2},
 };
 
 template <class T>
@@ -56,11 +55,11 @@ void check_parse(const parse_row& row) {
     std::size_t end = 777, unsigned_end = 777;
     errno = 0;
     EXPECT_EQ(text.to_int64(0, text.npos, row.radix, &end), row.as_signed);
-    EXPECT_EQ(errno, row.signed_range ? ERANGE : 0);
+    EXPECT_EQ(errno, row.out_of_range >= 1 ? ERANGE : 0);
     errno = 0;
     EXPECT_EQ(text.to_uint64(0, text.npos, row.radix, &unsigned_end),
               row.as_unsigned.value_or(static_cast<std::uint64_t>(row.as_signed)));
-    EXPECT_EQ(errno, row.unsigned_range ? ERANGE : 0);
+    EXPECT_EQ(errno, row.out_of_range == 2 ? ERANGE : 0);
     EXPECT_EQ(std::pair(end, unsigned_end), std::pair(row.end, row.end));
     EXPECT_EQ(parse_int64(text, row.radix), row.as_signed);
 }
@@ -81,8 +80,8 @@ TEST(NumberParse, Stretches) {
     std::size_t end = 0;
     EXPECT_EQ(text.to_int64(2, 4, 10, &end), -123);
     EXPECT_EQ(end, 6u);
-    EXPECT_EQ(text.to_int64(3, 100), 123456);
-    EXPECT_EQ(text.to_int64(9, 5) + text.to_int64(2, 0), 0);
+    EXPECT_TRUE(text.to_int64(3, 100) == 123456 && text.to_int64(9, 5) == 0 && text.to_int64(2, 0) == 0);
+    EXPECT_EQ(stringEx("\0\t\n\v\r 42", 8).to_int64(), 42);
 }
 
 TEST(NumberText, Table) {
@@ -98,9 +97,8 @@ TEST(NumberText, Table) {
         {MOST, 10, "9223372036854775807", "9223372036854775807"},
         {LEAST, 2, ends_of_64_bits, ends_of_64_bits},
         {35, 36, "Z", "Z"},
-        {0, 10, "0", "0"},
-        {-5, 1, "0", "0"},
         {5, 37, "0", "0"},
+        {-5, 1, "0", "0"},
     };
     for (const auto& [value, radix, as_signed, as_unsigned] : rows) {
         stringEx text("n=");

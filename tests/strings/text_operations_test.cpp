@@ -58,21 +58,20 @@ TEST(Pieces, SplitKeepsEmptyStretches) {
 
 TEST(Pieces, ReplaceAll) {
     const struct {
-        const char *text, *from, *to;
-        std::size_t pos, most, count;
-        const char* result;
+        const char *text, *from, *to, *result;
+        std::size_t count, pos = 0, most = 9;
     } rows[] = {
-        {"aaa", "a", "aa", 0, 9, 3, "aaaaaa"},
-        {"aaa", "aa", "b", 0, 9, 1, "ba"},
-        {"a//b///c", "//", "/", 0, 9, 2, "a/b//c"},
-        {"abc", "", "x", 0, 9, 0, "abc"},
-        {"abab", "ab", "x", 1, 9, 1, "abx"},
-        {"abc", "d", "x", 0, 9, 0, "abc"},
-        {"abc", "abc", "", 0, 9, 1, ""},
-        {"abc", "c", "x", 100, 9, 0, "abc"},
-        {"aaaa", "a", "b", 1, 2, 2, "abba"},
+        {"aaa", "a", "aa", "aaaaaa", 3},
+        {"aaa", "aa", "b", "ba", 1},
+        {"a//b///c", "//", "/", "a/b//c", 2},
+        {"abc", "", "x", "abc", 0},
+        {"abab", "ab", "x", "abx", 1, 1},
+        {"abc", "d", "x", "abc", 0},
+        {"abc", "abc", "", "", 1},
+        {"abc", "c", "x", "abc", 0, 100},
+        {"aaaa", "a", "b", "abba", 2, 1, 2},
     };
-    for (const auto& [text, from, to, pos, most, count, result] : rows) {
+    for (const auto& [text, from, to, result, count, pos, most] : rows) {
         stringEx changed(text);
         EXPECT_EQ(changed.replace_all(from, to, pos, most), count) << text;
         EXPECT_EQ(changed, result) << text;

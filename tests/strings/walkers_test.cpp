@@ -42,35 +42,41 @@ struct letter_cmd : IStrMatchCmd<basic_buffer<T>> {
 
 /// A walk behind each `open`, or, with a `close`, over the stretches between.
 struct row {
-    const char* open;
-    const char* close;
-    bool drop, keep;
     std::string source, expected;
+    const char *open = "%", *close = nullptr;
+    bool drop = false, keep = false;
 };
+
+template <class T>
+void walk(const row& r, const basic_buffer<T>& from, basic_buffer<T>& to) {
+    letter_cmd<T> cmd;
+    const basic_buffer<T> open = twin<T>(r.open), close = twin<T>(r.close != nullptr ? r.close : "");
+    if (r.close == nullptr) return from.replace_by_cmd(from, to, open[0], cmd, r.drop, r.keep);
+    from.replace_between(from, to, open.view(), close.view(), cmd, r.drop, r.keep);
+}
+
+template <class T>
+std::string in_place(const row& r, basic_buffer<T> text) {
+    letter_cmd<T> cmd;
+    const basic_buffer<T> open = twin<T>(r.open), close = twin<T>(r.close != nullptr ? r.close : "");
+    r.close == nullptr ? text.replace_by_cmd(open[0], cmd, r.drop, r.keep)
+                       : text.replace_between(open.view(), close.view(), cmd, r.drop, r.keep);
+    return untwin(text);
+}
 
 /// Walks in place, behind other text, onto itself and from a view into the target.
 template <class T>
 void check(const row& r) {
-    using text = basic_buffer<T>;
     SCOPED_TRACE(r.source);
-    letter_cmd<T> cmd;
-    const text open = twin<T>(r.open), close = twin<T>(r.close != nullptr ? r.close : ""),
-               source = twin<T>(r.source);
-
-    text walked(source);
-    r.close != nullptr ? walked.replace_between(open.view(), close.view(), cmd, r.drop, r.keep)
-                       : walked.replace_by_cmd(open[0], cmd, r.drop, r.keep);
-    EXPECT_EQ(untwin(walked), r.expected);
-
-    const auto append = [&](const text& from, text& to) {
-        r.close != nullptr ? text::replace_between(from, to, open.view(), close.view(), cmd, r.drop, r.keep)
-                           : text::replace_by_cmd(from, to, open[0], cmd, r.drop, r.keep);
-        return untwin(to);
-    };
-    text target = twin<T>("before "), self(source), holder = twin<T>("x" + r.source + "y");
-    EXPECT_EQ(append(source, target), "before " + r.expected);
-    EXPECT_EQ(append(self, self), r.source + r.expected);
-    EXPECT_EQ(append(holder.substr_view(1, source.size()), holder), "x" + r.source + "y" + r.expected);
+    const basic_buffer<T> source = twin<T>(r.source);
+    basic_buffer<T> target = twin<T>("before "), self = source, holder = twin<T>("x" + r.source + "y");
+    walk(r, source, target);
+    walk(r, self, self);
+    walk(r, holder.substr_view(1, source.size()), holder);
+    EXPECT_EQ(in_place(r, source), r.expected);
+    EXPECT_EQ(untwin(target), "before " + r.expected);
+    EXPECT_EQ(untwin(self), r.source + r.expected);
+    EXPECT_EQ(untwin(holder), "x" + r.source + "y" + r.expected);
     EXPECT_EQ(untwin(source), r.source);
 }
 
@@ -98,19 +104,19 @@ std::string slow(const row& r, const std::string& text) {
 
 TEST(Walkers, CommandsDecide) {
     const row rows[] = {
-        {"%", nullptr, false, false, "1%a2%bx3%q%a", "1[A]2%[B]3%q[A]"},
-        {"%", nullptr, false, false, "1%a2%s3%a", "1[A]2%s3%a"},
-        {"%", nullptr, false, false, "%t%a", "%t%a"},
-        {"%", nullptr, false, false, "%za1%ea%a", "[Z]za1"},
-        {"%", nullptr, false, true, "100%%a%%%a", "100%%a%%[A]"},
-        {"${", "}", false, false, "1${a}2${b}3${q}${a}", "1[A]2${[B]3${q}[A]"},
-        {"${", "}", true, false, "1${a2${a", "1a2${a"},
-        {"${", "}", false, false, "$${a}$$${a}", "${a}$[A]"},
-        {"&", ";", false, false, "&&a;&a;", "&a;[A]"},
-        {"{{", "}}", false, false, "{{a}}{a}{{{a}}", "[A]{a}{{{a}}"},
-        {"<", "=>", false, false, "<a=<a=><a>", "[A]<a>"},
-        {"", "}", true, false, "${a}", "${a}"},
-        {"$", "", false, false, "$a", "$a"},
+        {"1%a2%bx3%q%a", "1[A]2%[B]3%q[A]"},
+        {"1%a2%s3%a", "1[A]2%s3%a"},
+        {"%t%a", "%t%a"},
+        {"%za1%ea%a", "[Z]za1"},
+        {"1${a}2${b}${q}${a}", "1[A]2${[B]${q}[A]", "${", "}"},
+        {"$${a}$$${a}", "${a}$[A]", "${", "}"},
+        {"&&a;&a;", "&a;[A]", "&", ";"},
+        {"{{a}}{a}{{{a}}", "[A]{a}{{{a}}", "{{", "}}"},
+        {"<a=<a=><a>", "[A]<a>", "<", "=>"},
+        {"${a}", "${a}", "", "}", true},
+        {"$a", "$a", "$", ""},
+        {"1${a2${a", "1a2${a", "${", "}", true},
+        {"100%%a%%%a", "100%%a%%[A]", "%", nullptr, false, true},
     };
     for (const row& r : rows) {
         check<char>(r);
@@ -120,18 +126,12 @@ TEST(Walkers, CommandsDecide) {
 }
 
 TEST(Walkers, AgreeWithTheSlowWalkOnAllShortTexts) {
-    for (const bool drop : {false, true}) {
-        for (const bool keep : {false, true}) {
-            letter_cmd<char> cmd;
-            for_each_string("%abesq", 5, [&](const std::string& text) {
-                stringEx walked(text);
-                walked.replace_by_cmd('%', cmd, drop, keep);
-                ASSERT_EQ(untwin(walked), slow({"%", nullptr, drop, keep, {}, {}}, text)) << text;
-            });
-            for_each_string("${}abq", 6, [&](const std::string& text) {
-                stringEx walked(text);
-                walked.replace_between("${", "}", cmd, drop, keep);
-                ASSERT_EQ(untwin(walked), slow({"${", "}", drop, keep, {}, {}}, text)) << text;
+    const bool flags[][2] = {{false, false}, {false, true}, {true, false}, {true, true}};
+    for (const auto& [drop, keep] : flags) {
+        for (const row& r :
+             {row{"%abesq", {}, "%", nullptr, drop, keep}, row{"${}abq", {}, "${", "}", drop, keep}}) {
+            for_each_string(r.source, r.close == nullptr ? 5 : 6, [&](const std::string& text) {
+                ASSERT_EQ(in_place(r, stringEx(text)), slow(r, text)) << text;
             });
         }
     }
@@ -139,8 +139,9 @@ TEST(Walkers, AgreeWithTheSlowWalkOnAllShortTexts) {
 
 TEST(Walkers, TableTakesTheFirstKeyThatFits) {
     const str_replacement<stringEx> table[] = {
-        {"\n"_lit, "n"_lit},   {"short"_lit, "k"_lit}, {"long"_lit, "key"_lit}, {""_lit, "gone"_lit}, {},
-        {"never"_lit, "x"_lit}};
+        {"\n"_lit, "n"_lit},    {"short"_lit, "k"_lit}, {"long"_lit, "key"_lit}, {""_lit, "gone"_lit}, {},
+        {"never"_lit, "x"_lit},
+    };
     stringEx text("a~nb~x~key1~gone2~~n~"), bare("~~~n~");
     text.replace_by_table('~', table);
     EXPECT_EQ(untwin(text), "a\nb~xshortey12~n~");
