@@ -6,6 +6,7 @@
 #include <random>
 #include <sstream>
 #include <thread>
+#include <tuple>
 
 #include "strings/buffer_realloc.h"
 #include "strings/twins.h"
@@ -120,10 +121,7 @@ TEST(Buffer, StreamInsertionHonoursWidthFillAndSide) {
 // Usable, wanted and used bytes on both sides of each limit, and the choice: plain and with tcmalloc.
 TEST(BufferRealloc, ChoosesByUsableWantedAndUsed) {
     constexpr auto KEEP = IMPL::growth::keep, MORE = IMPL::growth::extend, NEW = IMPL::growth::fresh;
-    const struct {
-        std::size_t usable, wanted, used;
-        IMPL::growth plain, with_tcmalloc;
-    } rows[] = {
+    const std::tuple<std::size_t, std::size_t, std::size_t, IMPL::growth, IMPL::growth> rows[] = {
         {100, 100, 10, KEEP, KEEP},      {0x20000, 0x80000, 0, MORE, NEW},
         {1000, 2000, 744, MORE, MORE},   {0x20000, 0x80001, 0, NEW, NEW},
         {1000, 2000, 743, MORE, NEW},    {0x20001, 0x100000, 0x10000, NEW, NEW},

@@ -3,6 +3,7 @@
 #include <limits>
 #include <optional>
 #include <random>
+#include <tuple>
 #include <vector>
 
 #include "strings/twins.h"
@@ -86,11 +87,7 @@ TEST(NumberParse, Stretches) {
 
 TEST(NumberText, Table) {
     const std::string ends_of_64_bits = "1" + std::string(63, '0');
-    const struct {
-        std::int64_t value;
-        std::uint32_t radix;
-        std::string as_signed, as_unsigned;
-    } rows[] = {
+    const std::tuple<std::int64_t, std::uint32_t, std::string, std::string> rows[] = {
         {-255, 16, "FF", "FFFFFFFFFFFFFF01"},
         {-255, 10, "-255", "18446744073709551361"},
         {LEAST, 10, "-9223372036854775808", "9223372036854775808"},

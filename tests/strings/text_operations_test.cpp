@@ -1,15 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "strings/twins.h"
 
 using namespace Orlo;
 
 TEST(WildcardMatch, Table) {
     enum verdict { NO, FOLD, YES };  // FOLD: if case does not count
-    const struct {
-        const char *text, *mask;
-        verdict matches;
-    } rows[] = {
+    const std::tuple<const char*, const char*, verdict> rows[] = {
         {"a.b.c", "*.c", YES},  {"a.c.c", "*.c", NO},   {"abb", "*b", NO},        {"abb", "*b*", YES},
         {"abc", "a?c", YES},    {"ac", "a?c", NO},      {"abc", "abc*", YES},     {"abc", "abc***", YES},
         {"abc", "abc?", NO},    {"abc", "*", YES},      {"abcd", "abc", NO},      {"a@", "a`", NO},
@@ -28,11 +27,7 @@ TEST(WildcardMatch, Table) {
 }
 
 TEST(Pieces, HeadAndTail) {
-    const struct {
-        const char *text, *separator;
-        std::int64_t n;
-        const char *head, *tail;
-    } rows[] = {
+    const std::tuple<const char*, const char*, int, const char*, const char*> rows[] = {
         {"a/b/c", "/", 0, "a", "c"},    {"a/b/c", "/", 1, "a/b", "b/c"}, {"a/b", "/", 1, "a/b", "a/b"},
         {"a/b", "/", -1, "a/b", "a/b"}, {"/", "/", 0, "", ""},           {"", "/", 0, "", ""},
         {"a/b", "", 0, "a/b", "a/b"},   {"a---b", "--", 0, "a", "b"},    {"---", "--", 1, "---", "---"},
@@ -57,20 +52,14 @@ TEST(Pieces, SplitKeepsEmptyStretches) {
 }
 
 TEST(Pieces, ReplaceAll) {
-    const struct {
-        const char *text, *from, *to, *result;
-        std::size_t count, pos = 0, most = 9;
-    } rows[] = {
-        {"aaa", "a", "aa", "aaaaaa", 3},
-        {"aaa", "aa", "b", "ba", 1},
-        {"a//b///c", "//", "/", "a/b//c", 2},
-        {"abc", "", "x", "abc", 0},
-        {"abab", "ab", "x", "abx", 1, 1},
-        {"abc", "d", "x", "abc", 0},
-        {"abc", "abc", "", "", 1},
-        {"abc", "c", "x", "abc", 0, 100},
-        {"aaaa", "a", "b", "abba", 2, 1, 2},
-    };
+    const std::tuple<const char*, const char*, const char*, const char*, unsigned, unsigned, unsigned>
+        rows[] = {
+            {"aaa", "a", "aa", "aaaaaa", 3, 0, 9},  {"aaa", "aa", "b", "ba", 1, 0, 9},
+            {"//a///", "//", "/", "/a//", 2, 0, 9}, {"abc", "", "x", "abc", 0, 0, 9},
+            {"abab", "ab", "x", "abx", 1, 1, 9},    {"abc", "d", "x", "abc", 0, 0, 9},
+            {"abc", "abc", "", "", 1, 0, 9},        {"abc", "c", "x", "abc", 0, 100, 9},
+            {"aaaa", "a", "b", "abba", 2, 1, 2},
+        };
     for (const auto& [text, from, to, result, count, pos, most] : rows) {
         stringEx changed(text);
         EXPECT_EQ(changed.replace_all(from, to, pos, most), count) << text;

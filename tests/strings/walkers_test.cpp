@@ -2,6 +2,7 @@
 
 #include <map>
 #include <stdexcept>
+#include <tuple>
 
 #include "orlo/strings/match_cmd.h"
 #include "strings/twins.h"
@@ -29,8 +30,7 @@ answer decide(std::string_view key) {
 template <class T>
 struct letter_cmd : IStrMatchCmd<basic_buffer<T>> {
     std::int32_t Match(const basic_buffer<T>& key, basic_buffer<T>& out) override {
-        EXPECT_TRUE(out.empty());
-        EXPECT_TRUE(key.empty() || key.is_borrowed());
+        EXPECT_TRUE(out.empty() && (key.empty() || key.is_borrowed()));
         const answer said = decide(untwin(key));
         out = twin<T>(said.out);
         length = said.length;
@@ -41,97 +41,76 @@ struct letter_cmd : IStrMatchCmd<basic_buffer<T>> {
 };
 
 /// A walk behind each `open`, or, with a `close`, over the stretches between.
-struct row {
-    std::string source, expected;
-    const char *open = "%", *close = nullptr;
-    bool drop = false, keep = false;
+struct kind {
+    std::string open;
+    const char* close;
+    bool drop, keep;
 };
 
-template <class T>
-void walk(const row& r, const basic_buffer<T>& from, basic_buffer<T>& to) {
-    letter_cmd<T> cmd;
-    const basic_buffer<T> open = twin<T>(r.open), close = twin<T>(r.close != nullptr ? r.close : "");
-    if (r.close == nullptr) return from.replace_by_cmd(from, to, open[0], cmd, r.drop, r.keep);
-    from.replace_between(from, to, open.view(), close.view(), cmd, r.drop, r.keep);
-}
+/// The walk said again, one step at a time and by copying.
+std::string slow(const kind& k, const std::string& text) {
+    const std::size_t at = k.open.empty() ? text.npos : text.find(k.open[0]);
+    if (at == text.npos) return text;
+    const std::string before = text.substr(0, at), first(1, k.open[0]);
+    std::string behind = text.substr(at + 1);
+    if (behind.empty() && k.close == nullptr) return k.drop ? before : text;
+    if (behind.starts_with(first) && !k.open.starts_with(first + first))
+        return before + (k.keep ? first : "") + first + slow(k, behind.substr(1));
+    if (!text.substr(at).starts_with(k.open)) return before + first + slow(k, behind);
 
-template <class T>
-std::string in_place(const row& r, basic_buffer<T> text) {
-    letter_cmd<T> cmd;
-    const basic_buffer<T> open = twin<T>(r.open), close = twin<T>(r.close != nullptr ? r.close : "");
-    r.close == nullptr ? text.replace_by_cmd(open[0], cmd, r.drop, r.keep)
-                       : text.replace_between(open.view(), close.view(), cmd, r.drop, r.keep);
-    return untwin(text);
+    behind = text.substr(at + k.open.size());
+    const std::size_t end = k.close != nullptr ? behind.find(k.close) : behind.size();
+    if (end == behind.npos) return k.drop ? before + behind : text;
+    const answer said = decide(behind.substr(0, end));
+    if (said.code < 0 || said.code > 2) return text;
+    if (said.code == 0) return before + k.open + slow(k, behind);
+    const std::size_t used = k.close != nullptr ? end + strlen(k.close) : std::min(said.length, end);
+    return before + (said.code == 2 ? k.open : "") + said.out + slow(k, behind.substr(used));
 }
 
 /// Walks in place, behind other text, onto itself and from a view into the target.
 template <class T>
-void check(const row& r) {
-    SCOPED_TRACE(r.source);
-    const basic_buffer<T> source = twin<T>(r.source);
-    basic_buffer<T> target = twin<T>("before "), self = source, holder = twin<T>("x" + r.source + "y");
-    walk(r, source, target);
-    walk(r, self, self);
-    walk(r, holder.substr_view(1, source.size()), holder);
-    EXPECT_EQ(in_place(r, source), r.expected);
-    EXPECT_EQ(untwin(target), "before " + r.expected);
-    EXPECT_EQ(untwin(self), r.source + r.expected);
-    EXPECT_EQ(untwin(holder), "x" + r.source + "y" + r.expected);
-    EXPECT_EQ(untwin(source), r.source);
-}
-
-/// The walk said again, one step at a time and by copying.
-std::string slow(const row& r, const std::string& text) {
-    const std::size_t at = text.find(r.open[0]);
-    if (at == text.npos) return text;
-    const std::string before = text.substr(0, at), first(1, r.open[0]), mark = r.open;
-    std::string behind = text.substr(at + 1);
-    if (behind.empty() && r.close == nullptr) return r.drop ? before : text;
-    if (behind.starts_with(first)) return before + (r.keep ? first : "") + first + slow(r, behind.substr(1));
-    if (!text.substr(at).starts_with(mark)) return before + first + slow(r, behind);
-
-    behind = text.substr(at + mark.size());
-    const std::size_t end = r.close != nullptr ? behind.find(r.close) : behind.size();
-    if (end == behind.npos) return r.drop ? before + behind : text;
-    const answer said = decide(behind.substr(0, end));
-    if (said.code < 0 || said.code > 2) return text;
-    if (said.code == 0) return before + mark + slow(r, behind);
-    const std::size_t used = r.close != nullptr ? end + 1 : std::min(said.length, end);
-    return before + (said.code == 2 ? mark : "") + said.out + slow(r, behind.substr(used));
+void check(const kind& k, const std::string& text, const std::string& expected) {
+    using buffer = basic_buffer<T>;
+    letter_cmd<T> cmd;
+    const buffer open = twin<T>(k.open), close = twin<T>(k.close != nullptr ? k.close : "");
+    const auto walk = [&](const buffer& from, buffer& to) {
+        k.close != nullptr ? from.replace_between(from, to, open.view(), close.view(), cmd, k.drop, k.keep)
+                           : from.replace_by_cmd(from, to, open[0], cmd, k.drop, k.keep);
+        return untwin(to);
+    };
+    const buffer source = twin<T>(text);
+    buffer walked = source, self = source, target = twin<T>("before "), holder = twin<T>("x" + text + "y");
+    k.close != nullptr ? walked.replace_between(open.view(), close.view(), cmd, k.drop, k.keep)
+                       : walked.replace_by_cmd(open[0], cmd, k.drop, k.keep);
+    ASSERT_EQ(untwin(walked), expected) << text;
+    ASSERT_EQ(walk(source, target), "before " + expected) << text;
+    ASSERT_EQ(walk(self, self), text + expected);
+    ASSERT_EQ(walk(holder.substr_view(1, source.size()), holder), "x" + text + "y" + expected);
+    ASSERT_EQ(untwin(source), text);
 }
 
 }  // namespace
 
 TEST(Walkers, CommandsDecide) {
-    const row rows[] = {
-        {"1%a2%bx3%q%a", "1[A]2%[B]3%q[A]"},
-        {"1%a2%s3%a", "1[A]2%s3%a"},
-        {"%t%a", "%t%a"},
-        {"%za1%ea%a", "[Z]za1"},
-        {"1${a}2${b}${q}${a}", "1[A]2${[B]${q}[A]", "${", "}"},
-        {"$${a}$$${a}", "${a}$[A]", "${", "}"},
-        {"&&a;&a;", "&a;[A]", "&", ";"},
-        {"{{a}}{a}{{{a}}", "[A]{a}{{{a}}", "{{", "}}"},
-        {"<a=<a=><a>", "[A]<a>", "<", "=>"},
-        {"${a}", "${a}", "", "}", true},
-        {"$a", "$a", "$", ""},
-        {"1${a2${a", "1a2${a", "${", "}", true},
-        {"100%%a%%%a", "100%%a%%[A]", "%", nullptr, false, true},
-    };
-    for (const row& r : rows) {
-        check<char>(r);
-        check<wchar_t>(r);
-        check<unsigned char>(r);
-    }
+    check<char>({"%", nullptr, false, false}, "1%a2%bx3%q100%%a%za%ea", "1[A]2%[B]3%q100%a[Z]za");
+    check<char>({"${", "}", true, false}, "1${a}2${b}${q}$$${a2${s", "1[A]2${[B]${q}$a2${s");
 }
 
 TEST(Walkers, AgreeWithTheSlowWalkOnAllShortTexts) {
-    const bool flags[][2] = {{false, false}, {false, true}, {true, false}, {true, true}};
-    for (const auto& [drop, keep] : flags) {
-        for (const row& r :
-             {row{"%abesq", {}, "%", nullptr, drop, keep}, row{"${}abq", {}, "${", "}", drop, keep}}) {
-            for_each_string(r.source, r.close == nullptr ? 5 : 6, [&](const std::string& text) {
-                ASSERT_EQ(in_place(r, stringEx(text)), slow(r, text)) << text;
+    const std::tuple<const char*, const char*, const char*, unsigned> rows[] = {
+        {"%", nullptr, "%abezstq", 4}, {"${", "}", "${}abq", 5}, {"&", ";", "&;as", 5},
+        {"{{", "}}", "{}a", 7},        {"<", "=>", "<=>a", 6},   {"", "}", "${}a", 3},
+        {"$", "", "$a}", 4},
+    };
+    for (const auto& [open, close, alphabet, longest] : rows) {
+        for (int flags = 0; flags < 4; ++flags) {
+            const kind k{open, close, flags % 2 == 1, flags >= 2};
+            for_each_string(alphabet, longest, [&](const std::string& text) {
+                const std::string expected = slow(k, text);
+                check<char>(k, text, expected);
+                check<wchar_t>(k, text, expected);
+                check<unsigned char>(k, text, expected);
             });
         }
     }

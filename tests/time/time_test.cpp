@@ -7,6 +7,7 @@
 #include <cstring>
 #include <limits>
 #include <string>
+#include <tuple>
 
 #include "support/expect_throw.h"
 
@@ -33,11 +34,7 @@ CTime on(std::int32_t year, std::int32_t month, std::uint16_t day, std::uint16_t
 
 TEST(time_change, table) {
     CTime::SetLocalTimeZone(0);
-    const struct {
-        CTime start;
-        void (*change)(CTime&);
-        const char* wanted;
-    } rows[] = {
+    const std::tuple<CTime, void (*)(CTime&), const char*> rows[] = {
         {on(2024, 2, 29), [](CTime& t) { t.SetYear(2023); }, "2023-02-28 12:34:56.789012"},
         {on(2023, 1, 31), [](CTime& t) { t.SetMonth(2); }, "2023-02-28 12:34:56.789012"},
         {on(-1, 1, 31), [](CTime& t) { t.SetMonth(2); }, "-1-02-29 12:34:56.789012"},
@@ -122,10 +119,7 @@ TEST(time_reading, fields) {
 }
 
 TEST(time_weeks, numbers) {
-    const struct {
-        CTime time;
-        std::uint32_t from_monday, from_sunday;
-    } rows[] = {
+    const std::tuple<CTime, unsigned, unsigned> rows[] = {
         {on(2023, 1, 1), 1, 1},  {on(2023, 1, 2), 1, 1},     {on(2023, 1, 8), 1, 2},
         {on(2023, 1, 9), 2, 2},  {on(2024, 1, 7), 1, 1},     {on(2024, 1, 13), 2, 1},
         {on(2024, 1, 14), 2, 2}, {on(2024, 12, 31), 53, 52}, {on(2023, 12, 31), 52, 53},
@@ -165,10 +159,7 @@ TEST(time_weeks, days) {
 }
 
 TEST(time_months, distance) {
-    const struct {
-        CTime later, earlier;
-        double months;
-    } rows[] = {
+    const std::tuple<CTime, CTime, double> rows[] = {
         {on(2024, 12, 12), on(2024, 12, 12), 0},        {on(2024, 2, 15), on(2024, 1, 15), 1 + 1 / 29.0},
         {on(2024, 3, 31), on(2023, 3, 1), 12 + 1},      {on(2023, 3, 10), on(2023, 1, 20), 1 + 19 / 28.0},
         {on(2024, 2, 29), on(2024, 1, 31), 1},          {on(2023, 3, 5), on(2023, 1, 31), 1 + 6 / 31.0},

@@ -17,10 +17,7 @@ std::wstring widened(std::string_view text) {
     return std::wstring(text.begin(), text.end());
 }
 
-struct number_row {
-    std::string_view text;
-    std::int32_t wanted;
-};
+using number_row = std::pair<std::string_view, std::int32_t>;
 
 }  // namespace
 
