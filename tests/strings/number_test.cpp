@@ -2,7 +2,6 @@
 
 #include <limits>
 #include <optional>
-#include <random>
 #include <tuple>
 #include <vector>
 
@@ -69,10 +68,8 @@ void check_parse(const parse_row& row) {
 
 TEST(NumberParse, Table) {
     for (const auto* rows : {&SHORT_ROWS, &LONG_ROWS}) {
-        for (const parse_row& row : *rows) {
-            check_parse<char>(row);
-            check_parse<wchar_t>(row);
-        }
+        for (const parse_row& row : *rows)
+            check_parse<char>(row), check_parse<wchar_t>(row);
     }
 }
 
@@ -106,14 +103,8 @@ TEST(NumberText, Table) {
     }
 }
 
-// Text and back in every radix, and against the C library in radix 10.
-TEST(NumberText, RoundTripsInEveryRadix) {
-    std::mt19937_64 random(36);
-    for (int i = 0; i < 20000; ++i) {
-        const std::uint64_t value = random() >> (random() % 64);
-        const std::uint32_t radix = 2 + static_cast<std::uint32_t>(random() % 35);
-        stringEx text;
-        ASSERT_EQ(text.append_number(value, radix).to_uint64(0, text.npos, radix), value) << text;
-        ASSERT_EQ(std::strtoull(text.assign_number(value).c_str(), nullptr, 10), value);
-    }
+// Radix 10 makes two digits at a time.
+TEST(NumberText, ValuesOfEverySize) {
+    for (std::uint64_t value = ALL_ONES; value != 0; value -= value / 50 + 1)
+        ASSERT_EQ(untwin(stringEx().assign_number(value)), std::to_string(value));
 }

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <map>
-#include <stdexcept>
 #include <tuple>
 
 #include "orlo/strings/match_cmd.h"
@@ -130,13 +129,13 @@ TEST(Walkers, TableTakesTheFirstKeyThatFits) {
 
 TEST(Walkers, InPlaceLeavesWhatItCannotWalkAsItWas) {
     struct throwing_cmd : letter_cmd<char> {
-        std::int32_t Match(const stringEx&, stringEx&) override { throw std::runtime_error("stop"); }
+        std::int32_t Match(const stringEx&, stringEx&) override { throw 7; }
     } cmd;
     const stringEx original("no sign in it ${");
     stringEx text(original);
     text.replace_by_cmd('%', cmd);
     text.replace_between("<", ">", cmd);
     EXPECT_EQ(text.data(), original.data());
-    EXPECT_THROW(text.replace_by_cmd('$', cmd), std::runtime_error);
+    EXPECT_THROW(text.replace_by_cmd('$', cmd), int);
     EXPECT_EQ(text.data(), original.data());
 }

@@ -82,8 +82,7 @@ void check_value(std::int64_t value, std::int16_t zone) {
     ASSERT_EQ(fields_time, time) << value << " in " << zone;
     ASSERT_TRUE(f.year != 0 && f.hour < 24 && f.minute < 60 && f.second < 60 && f.microsecond < 1000000);
     ASSERT_TRUE(seconds == time / 1000000 && f.timeZone == zone && f.weekDay == ((days + 4) % 7 + 7) % 7);
-    CTime back;
-    back.Set(f.year, f.month, f.day, f.hour, f.minute, f.second, f.microsecond, zone);
+    const CTime back = CTime().Set(f.year, f.month, f.day, f.hour, f.minute, f.second, f.microsecond, zone);
     ASSERT_TRUE(!regular || back == CTime(value)) << value << " in " << zone;
 }
 
@@ -140,11 +139,9 @@ TEST(calendar, any_date_encodes_and_wraps_around_both_ends) {
         const std::int64_t days = chrono_day(year < 0 ? std::int64_t{year} + 1 : year, month, day);
         const std::int64_t minutes =
             static_cast<std::int32_t>(days) * std::int64_t{1440} + hour * 60 + minute - zone;
-        CTime time;
-        time.Set(year, month, day, hour, minute, second, microsecond, zone);
-        ASSERT_EQ(time.GetValue(),
+        ASSERT_EQ(CTime().Set(year, month, day, hour, minute, second, microsecond, zone).GetValue(),
                   wrapped_sum(static_cast<std::uint64_t>(minutes * 60 + second) * 1000000, microsecond))
-            << year << "-" << month << "-" << day << " in " << zone;
+            << year << "-" << month << "-" << day;
     }
 }
 
