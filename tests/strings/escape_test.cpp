@@ -80,8 +80,9 @@ TEST(Escape, RestoringWhatEscapingMadeGivesEveryTextBack) {
             ASSERT_EQ(restore.widely(escape.widely(text)), text);
         }
     };
-    for_each_string(all, 2, check);
-    for_each_string("<&;lt'\"\\nu0\n", 4, check);
+    check(all);
+    for_each_string(all, 1, check);
+    for_each_string("<&;lt'\"\\nu0\n\1", 4, check);
 }
 
 /// What restoring leaves alone is not what escaping writes: the other way round there is no inverse.

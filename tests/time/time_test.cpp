@@ -37,6 +37,7 @@ TEST(time_change, table) {
     const std::tuple<CTime, void (*)(CTime&), const char*> rows[] = {
         {on(2024, 2, 29), [](CTime& t) { t.SetYear(2023); }, "2023-02-28 12:34:56.789012"},
         {on(2023, 1, 31), [](CTime& t) { t.SetMonth(2); }, "2023-02-28 12:34:56.789012"},
+        {on(2023, 1, 5), [](CTime& t) { t.SetMonth(2); }, "2023-02-05 12:34:56.789012"},
         {on(-1, 1, 31), [](CTime& t) { t.SetMonth(2); }, "-1-02-29 12:34:56.789012"},
         {on(2023, 2, 5), [](CTime& t) { t.SetDay(29); }, "2023-03-01 12:34:56.789012"},
         {on(2023, 2, 5), [](CTime& t) { t.SetDayOfYear(0); }, "2022-12-31 12:34:56.789012"},
