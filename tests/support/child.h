@@ -101,6 +101,7 @@ private:
     void remove() const {
         shm_unlink(text.c_str());
         shm_unlink((text + ".lock").c_str());
+        shm_unlink((text + ".beside").c_str());
         sem_unlink(text.c_str());
     }
 };
