@@ -20,7 +20,7 @@ namespace testing_support {
 class child {
 public:
     template <class Action>
-    explicit child(Action&& action) : id_(fork()) {
+    explicit child(Action&& action) : id_((std::fflush(nullptr), fork())) {
         if (id_ != 0) return;
         alarm(20);
         int status = 99;
