@@ -24,26 +24,14 @@ struct shm : testing::Test {
     static char* bytes(const CShMem& region) { return static_cast<char*>(region.GetAddress()); }
 };
 
-std::string open_head(const char* operation, const std::string& name, const char* flag = "0x2") {
-    return std::string("CShMem/") + operation +
-           "SharedMemoryObject - failed create shared memory object\n  smo name    = " + name +
-           "\n  flag        = " + flag + "\n  access mode = 0666\n";
-}
-
-std::string size_head(const std::string& name, std::uint64_t size) {
-    return "CShMem/CreateSharedMemoryObject - failed set the size of shared memory object\n  smo name    = " +
-           name + "\n  smo size    = " + std::to_string(size) + "\n";
-}
-
-std::string view_head(std::uint64_t size) {
-    return "CShMem/SetupMapView - failed create memory view\n  size        = " + std::to_string(size) +
-           "\n  address arg = 0\n";
+std::string open_text(const char* how, const std::string& name, const char* flag = "0x2") {
+    return std::string("CShMem/") + how + "SharedMemoryObject - failed create shared memory object\n" +
+           "  smo name    = " + name + "\n  flag        = " + flag + "\n  access mode = 0666\n";
 }
 
 TEST_F(shm, creator_and_openers_share_the_bytes_until_the_creator_goes) {
     {
         const CShMem made = CShMem::Create(name, 5000);
-        { const CShMem opened = CShMem::Open(name); }
         CShMem moving = CShMem::Create(name, 9);
         const CShMem found(std::move(moving));
         const CShMem opened = CShMem::Open(wstringEx(std::wstring(name.begin(), name.end()).c_str()));
@@ -63,21 +51,7 @@ TEST_F(shm, creator_and_openers_share_the_bytes_until_the_creator_goes) {
     }
     EXPECT_FAILURE(
         CShMem::Open(name), shmemExp, 3,
-        system_text(open_head("Open", unique.text), ENOENT, "the shared memory object does not exist", " "));
-}
-
-TEST_F(shm, what_a_crashed_run_left_is_opened_as_it_is) {
-    const auto die_as_creator = [&] {
-        const CShMem made = CShMem::Create(name, 100);
-        std::strcpy(bytes(made), "left");
-        _exit(0);
-        return 0;
-    };
-    child(die_as_creator).wait();
-    const CShMem found = CShMem::Create(name, 7);
-    EXPECT_FALSE(found.IsCreator());
-    EXPECT_EQ(found.GetSize(), 100u);
-    EXPECT_STREQ(bytes(found), "left");
+        system_text(open_text("Open", unique.text), ENOENT, "the shared memory object does not exist", " "));
 }
 
 TEST_F(shm, of_racing_creators_one_makes_and_prepares) {
@@ -101,63 +75,53 @@ TEST_F(shm, of_racing_creators_one_makes_and_prepares) {
     EXPECT_THROW(CShMem::Open(name), shmemExp);
 }
 
-TEST_F(shm, names_and_sizes_that_cannot_be) {
-    const std::string too_long(256, 'x'), with_zero("/a\0b", 4);
+TEST_F(shm, failures) {
+    const std::string &own = unique.text, too_long(256, 'x'), zero("/a\0b", 4);
     EXPECT_FAILURE(CShMem::Create(stringEx(too_long), 1), shmemExp, 1,
-                   system_text(open_head("Create", too_long), ENAMETOOLONG, "name is too long", " "));
-    EXPECT_FAILURE(CShMem::Open("/a/b"_lit, ACCESS_READ), shmemExp, 3,
-                   system_text(open_head("Open", "/a/b", "0"), EINVAL, "unsupport name", " "));
-    EXPECT_FAILURE(CShMem::Open(stringEx(with_zero)), shmemExp, 3,
-                   system_text(open_head("Open", with_zero), EINVAL, "unsupport name", " "));
-    struct {
-        std::uint64_t size;
-        int code;
-        std::string head;
-        int error;
-        const char* sentence;
-    } const rows[] = {
-        {0, 5, view_head(0), EINVAL, "invalid size, address, or flags argument"},
-        {1ull << 62, 5, view_head(1ull << 62), ENOMEM, "insufficient memory"},
-        {~0ull, 2, size_head(unique.text, ~0ull), EINVAL, "invalid size or there is no write permission"}};
-    for (const auto& row : rows) {
-        EXPECT_FAILURE(CShMem::Create(name, row.size), shmemExp, row.code,
-                       system_text(row.head, row.error, row.sentence, " "));
-        EXPECT_THROW(CShMem::Open(name), shmemExp) << "the name stayed";
-    }
-    close(shm_open(unique.text.c_str(), O_CREAT | O_RDWR, 0600));  // never gets bytes
-    EXPECT_FAILURE(CShMem::Open(name), shmemExp, 5,
-                   system_text(view_head(0), EINVAL, "invalid size, address, or flags argument", " "));
-}
+                   system_text(open_text("Create", too_long), ENAMETOOLONG, "name is too long", " "));
+    EXPECT_FAILURE(CShMem::Open(stringEx(zero), ACCESS_READ), shmemExp, 3,
+                   system_text(open_text("Open", zero, "0"), EINVAL, "unsupport name", " "));
 
-TEST_F(shm, failures_of_the_system) {
-    const std::string at_end = "CShMem/CloseAndRemoveSharedMemoryObject - failed ";
-    const std::string named = " shared memory object\n  smo name   = " + unique.text + "\n";
-    const auto create = [&] {
-        shm_unlink(unique.text.c_str());
-        CShMem::Create(name, 64);
+    const std::string resize =
+        "CShMem/CreateSharedMemoryObject - failed set the size of shared memory object\n  smo name    = " +
+        own + "\n  smo size    = ";
+    const std::string view = "CShMem/SetupMapView - failed create memory view\n  size        = ";
+    const std::string view_of_0 =
+        system_text(view + "0\n  address arg = 0\n", EINVAL, "invalid size, address, or flags argument", " ");
+    EXPECT_FAILURE(CShMem::Create(name, 0), shmemExp, 5, view_of_0);
+    EXPECT_FAILURE(CShMem::Create(name, ~0ull), shmemExp, 2,
+                   system_text(resize + "18446744073709551615\n", EINVAL,
+                               "invalid size or there is no write permission", " "));
+    EXPECT_THROW(CShMem::Open(name), shmemExp) << "the name stayed";
+    close(shm_open(own.c_str(), O_CREAT | O_RDWR, 0600));  // never gets bytes
+    EXPECT_FAILURE(CShMem::Open(name), shmemExp, 5, view_of_0);
+    shm_unlink(own.c_str());
+
+    const auto create_and_open = [&] {
+        const CShMem made = CShMem::Create(name, 64);
+        CShMem::Open(name);
     };
     expect_faults<shmemExp>(
-        create,
-        {{"shm_open", EMFILE, 1, open_head("Create", unique.text),
+        create_and_open,
+        {{"shm_open", EMFILE, 1, open_text("Create", own),
           "too many file descriptors are currently in use by this process"},
-         {"ftruncate", EIO, 2, size_head(unique.text, 64), "io error to the file system"},
-         {"mmap", ENODEV, 5, view_head(64), "the device of the descriptor does not support memory mapping"}},
+         {"ftruncate", EIO, 2, resize + "64\n", "io error to the file system"},
+         {"mmap", ENODEV, 5, view + "64\n  address arg = 0\n",
+          "the device of the descriptor does not support memory mapping"},
+         {"fstat", EOVERFLOW, 4,
+          "CShMem/OpenSharedMemoryObject - failed retrive shared memory object's state\n  smo name    = " +
+              own + "\n",
+          "gid or uid is too large"}},
         " ");
-    const auto remove = [&] { CShMem::Create(name, 64); };
-    expect_faults<shmemExp>(remove,
-                            {{"close", EIO, 6, at_end + "close" + named, "io error occurred"},
-                             {"shm_unlink", EACCES, 7, at_end + "remove" + named, "permission denied"}});
-    const auto open = [&] { return CShMem::Open(name).GetSize(); };
-    expect_faults<shmemExp>(open,
-                            {{"fstat", EOVERFLOW, 4,
-                              "CShMem/OpenSharedMemoryObject - failed retrive shared memory object's state\n"
-                              "  smo name    = " +
-                                  unique.text + "\n",
-                              "gid or uid is too large"}},
-                            " ");
+    const std::string end = "CShMem/CloseAndRemoveSharedMemoryObject - failed ";
+    const std::string named = " shared memory object\n  smo name   = " + own + "\n";
+    expect_faults<shmemExp>(create_and_open,
+                            {{"close", EIO, 6, end + "close" + named, "io error occurred"},
+                             {"shm_unlink", EACCES, 7, end + "remove" + named, "permission denied"}});
+    shm_unlink(own.c_str());
     faults::fail_next("shm_open", EINTR, 3);
     faults::fail_next("flock", EINTR, 3);
-    EXPECT_EQ(open(), 64u);
+    create_and_open();
     EXPECT_EQ(faults::pending(), 0);
 }
 

@@ -23,25 +23,20 @@ TEST(tls_slot, every_thread_has_its_own_value) {
 }
 
 TEST(tls_slot, failures) {
-    const faults::clean_slate slate;
-    const auto use_up = [] { std::deque<CTlsSlot> slots(2000); };
-    EXPECT_FAILURE(use_up(), tlsExp, 1,
+    EXPECT_FAILURE(std::deque<CTlsSlot>(2000), tlsExp, 1,
                    system_text("CTlsSlot::CTlsSlot - error create TLS Slot\n", EAGAIN,
                                "no necessary resources or process limit reached"));
-    pthread_key_t next = 0;
-    pthread_key_create(&next, nullptr);
-    pthread_key_delete(next);
-    const auto take_away = [&](bool set) {
-        CTlsSlot slot;  // has the number that was free
-        pthread_key_delete(next);
-        if (set) slot.SetValue(1);
-    };
+    pthread_key_t number = 0;
+    pthread_key_create(&number, nullptr);
+    pthread_key_delete(number);
+    CTlsSlot slot;  // has the number that was free, until it is taken away
+    pthread_key_delete(number);
+    EXPECT_FAILURE(slot.SetValue(1), tlsExp, 3, "CTlsSlot::SetValue - error set TLS Slot");
+    pthread_key_create(&number, nullptr);
     constexpr auto release = "CTlsSlot::~CTlsSlot - error release TLS Slot\n";
-    EXPECT_FAILURE(take_away(true), tlsExp, 3, "CTlsSlot::SetValue - error set TLS Slot");
-    EXPECT_FAILURE(take_away(false), tlsExp, 1,
-                   system_text(release, EINVAL, "the handle (key) value is invalid"));
     expect_faults<tlsExp>([] { CTlsSlot(); },
-                          {{"pthread_key_delete", EIO, 1, release, "unknown system error"}});
+                          {{"pthread_key_delete", EINVAL, 1, release, "the handle (key) value is invalid"},
+                           {"pthread_key_delete", EIO, 1, release, "unknown system error"}});
 }
 
 }  // namespace

@@ -20,7 +20,7 @@ namespace testing_support {
 class child {
 public:
     template <class Action>
-    explicit child(Action&& action) : id_(fork()) {
+    explicit child(Action&& action) : id_((std::fflush(nullptr), fork())) {
         if (id_ != 0) return;
         alarm(20);
         int status = 99;
@@ -101,6 +101,7 @@ private:
     void remove() const {
         shm_unlink(text.c_str());
         shm_unlink((text + ".lock").c_str());
+        shm_unlink((text + ".beside").c_str());
         sem_unlink(text.c_str());
     }
 };

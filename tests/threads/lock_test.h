@@ -2,29 +2,42 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <thread>
+#include <vector>
+
 #include "support/system_fault.h"
 #include "support/watchdog.h"
 #include "threads/clock_choice.h"
-#include "threads/in_threads.h"
 
 namespace testing_support {
 
-/// Begins and ends without faults, within a minute.
+/// Begins and ends without faults, within a minute and a half.
 struct lock_test : testing::Test {
     ~lock_test() noexcept override {}
-    watchdog dog{60};
+    watchdog dog{90};
     faults::clean_slate slate;
 };
 
-/// Replaces what the C library offers for waits on the monotonic clock: by nothing, or by other functions.
-struct clock_calls {
-    explicit clock_calls(int (*lock)(pthread_mutex_t*, clockid_t, const timespec*) = nullptr,
-                         int (*wait)(sem_t*, clockid_t, const timespec*) = nullptr) {
-        using namespace Orlo::IMPL;
-        g_mutexClockLock.address = lock ? reinterpret_cast<std::uintptr_t>(lock) : optional_call::absent;
-        g_semClockWait.address = wait ? reinterpret_cast<std::uintptr_t>(wait) : optional_call::absent;
-    }
-    ~clock_calls() { Orlo::IMPL::g_mutexClockLock.address = Orlo::IMPL::g_semClockWait.address = 0; }
-};
+/// Runs `action(number)` in `count` threads and waits for them.
+template <class Action>
+void in_threads(int count, Action&& action) {
+    std::vector<std::thread> threads;
+    for (int number = 0; number < count; ++number)
+        threads.emplace_back([&action, number] { action(number); });
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
+inline void sleep_ms(int milliseconds) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+}
+
+/// Whether an action is false, after that time at least.
+template <class Action>
+bool fails_after_ms(int milliseconds, Action&& action) {
+    const auto begin = std::chrono::steady_clock::now();
+    return !action() && std::chrono::steady_clock::now() - begin >= std::chrono::milliseconds(milliseconds);
+}
 
 }  // namespace testing_support
