@@ -15,14 +15,15 @@
 
 namespace testing_support {
 
-/// A forked process that runs an action and exits with what it returns; 99 when the library throws. Neither
-/// the parent's objects nor its exit handlers are run in it. To be forked while the parent has one thread.
+/// A forked process that runs an action and exits with what it returns; 99 when the library fails in it, and
+/// by std::terminate when anything else is thrown. Neither the parent's objects nor its exit handlers are run
+/// in it. To be forked while the parent has one thread.
 class child {
 public:
     template <class Action>
-    explicit child(Action&& action) : id_((std::fflush(nullptr), fork())) {
+    explicit child(Action&& action, unsigned seconds = 20) noexcept : id_((std::fflush(nullptr), fork())) {
         if (id_ != 0) return;
-        alarm(20);
+        alarm(seconds);
         int status = 99;
         try {
             status = action();

@@ -1,47 +1,32 @@
 #pragma once
 
 #include <cerrno>
-#include <cstring>
 #include <functional>
-#include <sstream>
 #include <string>
+#include <utility>
 
 #include "support/expect_throw.h"
 #include "support/faults.h"
 
 namespace testing_support {
 
-/// An operation over one system call, and what it says of each error of that call.
-struct faulty_operation {
-    const char* call;
-    std::int32_t code;
-    /// The text up to the error's number, and between number and sentence.
-    std::string head;
-    std::function<void()> run;
-    /// A line an error: its name, a blank, the sentence.
-    const char* sentences;
-    const char* between = "\n  error desc = ";
-};
-
-/// Lets the call fail in each way of the table and in one that no table knows; then interrupts it by three
-/// signals, behind which it succeeds.
+/// Lets a call fail with an error and with one that no table knows, and checks what the operation over it
+/// says: `text`, then `keys` with the error's number for "#", then the sentence. Interrupts the call at last
+/// by three signals, behind which the operation succeeds.
 template <class Exp>
-void expect_sentences(const faulty_operation& operation) {
-    std::istringstream rows(operation.sentences +
-                            std::string("\nEXDEV unexpect system error: Invalid cross-device link"));
-    for (std::string name, sentence; rows >> name && std::getline(rows >> std::ws, sentence);) {
-        int error = 1;
-        while (error < 200 && name != (strerrorname_np(error) ? strerrorname_np(error) : ""))
-            ++error;
-        SCOPED_TRACE(operation.head + name);
-        faults::fail_next(operation.call, error);
-        EXPECT_FAILURE(operation.run(), Exp, operation.code,
-                       operation.head + std::to_string(error) + operation.between + sentence);
-        EXPECT_EQ(faults::pending(), 0);
+void expect_sentence(const char* call, std::int32_t code, const std::function<void()>& run,
+                     const std::string& text, int error, const char* sentence,
+                     const std::string& keys = "\n  error code = #\n  error desc = ") {
+    const std::pair<int, const char*> rows[] = {{error, sentence},
+                                                {EXDEV, "unexpect system error: Invalid cross-device link"}};
+    for (const auto& [number, says] : rows) {
+        faults::fail_next(call, number);
+        const std::string numbered = std::string(keys).replace(keys.find('#'), 1, std::to_string(number));
+        EXPECT_FAILURE(run(), Exp, code, text + numbered + says);
     }
-    faults::fail_next(operation.call, EINTR, 3);
-    EXPECT_NO_THROW(operation.run()) << operation.head;
-    EXPECT_EQ(faults::pending(), 0);
+    faults::fail_next(call, EINTR, 3);
+    EXPECT_NO_THROW(run()) << text;
+    EXPECT_EQ(faults::pending(), 0) << text;
 }
 
 }  // namespace testing_support

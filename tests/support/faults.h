@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <string_view>
 
 /// System calls that fail when a test says so. Works in the programs that are linked with the wraps of
@@ -14,9 +13,6 @@ inline constexpr std::string_view NOTHROW_NEW = "_ZnwmRKSt9nothrow_t";
 /// answers with an error number (posix_fadvise) answers with it. One fault a call at a time: a new one
 /// replaces the old.
 void fail_next(std::string_view call, int error, int times = 1, int skip = 0);
-
-/// Lets the next `times` calls of read or write see at most `size` bytes.
-void shorten_next(std::string_view call, std::size_t size, int times = 1);
 
 /// How often it was called since the last `reset`, failed ones included.
 int calls(std::string_view call);

@@ -5,17 +5,18 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
-#include <stdexcept>
 
 namespace testing_support {
 
 namespace fs = std::filesystem;
 
-temp_dir::temp_dir(const std::string& above) {
-    const fs::path parent = above.empty() ? fs::path(TALLYCSV_BINARY).parent_path() / "tmp" : fs::path(above);
+temp_dir::temp_dir(std::initializer_list<test_file> files) {
+    const fs::path parent = fs::path(TALLYCSV_BINARY).parent_path() / "tmp";
     fs::create_directories(parent);
     path_ = (fs::canonical(parent) / "XXXXXX").string();
-    if (::mkdtemp(path_.data()) == nullptr) throw std::runtime_error("no temporary directory " + path_);
+    EXPECT_TRUE(::mkdtemp(path_.data())) << path_;
+    for (const auto& [name, content] : files)
+        write_file(name, content);
 }
 
 temp_dir::~temp_dir() {
@@ -23,19 +24,15 @@ temp_dir::~temp_dir() {
     fs::remove_all(path_, ignored);
 }
 
-std::string temp_dir::write_file(std::string_view name, std::string_view content) const {
-    const std::string full = *this / name;
-    fs::create_directories(fs::path(full).parent_path());
-    std::ofstream file(full, std::ios::binary);
-    file.write(content.data(), static_cast<std::streamsize>(content.size()));
-    if (!file.flush()) throw std::runtime_error("cannot write " + full);
-    return full;
+void temp_dir::write_file(std::string_view name, std::string_view content) const {
+    const fs::path full = *this / name;
+    fs::create_directories(full.parent_path());
+    EXPECT_TRUE(std::ofstream(full, std::ios::binary) << content << std::flush) << full;
 }
 
-std::string temp_dir::read_file(std::string_view name) const {
+std::string temp_dir::content(std::string_view name) const {
     std::ifstream file(*this / name, std::ios::binary);
-    EXPECT_TRUE(file) << "no file " << name;
-    return {std::istreambuf_iterator<char>(file), {}};
+    return file ? std::string(std::istreambuf_iterator<char>(file), {}) : "(none)";
 }
 
 std::string temp_dir::make_dir(std::string_view name) const {

@@ -1,15 +1,22 @@
 #pragma once
 
 #include <filesystem>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
 namespace testing_support {
 
-/// A fresh directory, in the build tree or in `above`, that goes away, with all in it, when the object does.
+/// A file that a test needs: a name, which may begin with folders, and what is in it.
+struct test_file {
+    std::string name;
+    std::string content = {};
+};
+
+/// A fresh directory in the build tree that goes away, with all in it, when the object does.
 class temp_dir {
 public:
-    explicit temp_dir(const std::string& above = {});
+    temp_dir(std::initializer_list<test_file> files = {});
     temp_dir(const temp_dir&) = delete;
     temp_dir& operator=(const temp_dir&) = delete;
     ~temp_dir();
@@ -19,10 +26,10 @@ public:
     /// The full path of a name in it.
     std::string operator/(std::string_view name) const { return path_ + "/" + std::string(name); }
 
-    /// Makes or replaces a file, and the directories above it. Returns its full path.
-    std::string write_file(std::string_view name, std::string_view content = {}) const;
-    /// The whole of a file; the test fails if there is none.
-    std::string read_file(std::string_view name) const;
+    /// Makes or replaces a file, and the directories above it.
+    void write_file(std::string_view name, std::string_view content = {}) const;
+    /// The whole of a file; "(none)" if it is not there.
+    std::string content(std::string_view name) const;
     /// Makes a directory, and those above it. Returns its full path.
     std::string make_dir(std::string_view name) const;
     /// Makes a symbolic link `name` to `target`.
@@ -35,15 +42,13 @@ private:
 /// Changes into a directory, and back when it goes.
 class working_dir {
 public:
-    explicit working_dir(const std::string& path) : before_(std::filesystem::current_path()) {
-        std::filesystem::current_path(path);
-    }
+    explicit working_dir(const std::string& path) { std::filesystem::current_path(path); }
     working_dir(const working_dir&) = delete;
     working_dir& operator=(const working_dir&) = delete;
     ~working_dir() { std::filesystem::current_path(before_); }
 
 private:
-    std::filesystem::path before_;
+    std::filesystem::path before_ = std::filesystem::current_path();
 };
 
 }  // namespace testing_support

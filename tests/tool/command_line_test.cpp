@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "cmd_line.h"
 #include "fatal_report.h"
 #include "support/run_binary.h"
@@ -54,40 +56,30 @@ TEST(CommandLine, IsSplitIntoSwitchesAndPositions) {
         std::vector<std::string> arguments;
         const char* name;
         std::size_t nth;
-        std::ptrdiff_t index;
-        std::string value;
-        std::size_t positions;
-        std::string second_position;
+        std::string
+            answers;  ///< the index and value of the switch, the count of positions and the second one
     } rows[] = {
-        {{}, "m", 0, -1, "", 0, ""},
-        {{"tool"}, "m", 0, -1, "", 0, ""},
-        {{"-m:9"}, "m", 0, -1, "", 0, ""},  // the program's own name takes no part
-        {{"tool", "-m:3"}, "m", 0, 1, "3", 0, ""},
-        {{"tool", "p", "-m=3"}, "m", 0, 2, "3", 1, ""},
-        {{"tool", "-m:a=b:c"}, "m", 0, 1, "a=b:c", 0, ""},
-        {{"tool", "-m:"}, "m", 0, 1, "", 0, ""},
-        {{"tool", "-m"}, "m", 0, 1, "", 0, ""},
-        {{"tool", "-m:1", "-m:2"}, "m", 1, 2, "2", 0, ""},
-        {{"tool", "-m:1", "-m:2"}, "m", 2, -1, "", 0, ""},
-        {{"tool", "-mm:1", "-M:2"}, "m", 0, -1, "", 0, ""},
-        {{"tool", "--m:1"}, "-m", 0, 1, "1", 0, ""},
-        {{"tool", "-", "q"}, "", 0, -1, "", 2, "q"},
-        {{"tool", "", "m:1"}, "m", 0, -1, "", 2, "m:1"},
-        {{"tool", "p", "-:x", "-=y"}, "", 0, -1, "", 1, "-:x"},
+        {{}, "m", 0, "-1  0 "},
+        {{"-m:9"}, "m", 0, "-1  0 "},  // the program's own name takes no part
+        {{"tool", "p", "-m=3"}, "m", 0, "2 3 1 "},
+        {{"tool", "-m:a=b:c", "q"}, "m", 0, "1 a=b:c 1 "},
+        {{"tool", "-m:1", "-m"}, "m", 1, "2  0 "},
+        {{"tool", "-mm:1", "-M:2"}, "m", 0, "-1  0 "},
+        {{"tool", "--m:1"}, "-m", 0, "1 1 0 "},
+        {{"tool", "-", "q"}, "", 0, "-1  2 q"},
+        {{"tool", "", "m:1"}, "m", 0, "-1  2 m:1"},
+        {{"tool", "p", "-:x", "-=y"}, "", 0, "-1  1 -:x"},
     };
-    for (const auto& row : rows) {
-        std::vector<std::string> words = row.arguments;
+    for (auto [words, name, nth, answers] : rows) {
         std::vector<char*> argv;
         for (std::string& word : words)
             argv.push_back(word.data());
-        SCOPED_TRACE(testing::PrintToString(words));
-
         tallycsv::CCmdLineParser parser;
         EXPECT_EQ(parser.Load(static_cast<int>(argv.size()), argv.data()), !argv.empty());
-        EXPECT_EQ(parser.Find(row.name, row.nth), row.index);
-        EXPECT_EQ(parser.GetValue(row.name, row.nth).view(), row.value);
-        EXPECT_EQ(parser.GetPositionalCount(), row.positions);
-        EXPECT_EQ(parser.GetPositional(1).view(), row.second_position);
+        std::ostringstream given;
+        given << parser.Find(name, nth) << ' ' << parser.GetValue(name, nth) << ' '
+              << parser.GetPositionalCount() << ' ' << parser.GetPositional(1);
+        EXPECT_EQ(given.str(), answers) << testing::PrintToString(words);
     }
 }
 
