@@ -2,7 +2,13 @@
 # defines __wrap_NAME, which calls __real_NAME unless a test asked for a fault.
 set(ORLO_WRAPPED_CALLS
     open read write pread pwrite close lseek fsync ftruncate stat opendir readdir getcwd pathconf flock fcntl
-    posix_fadvise dup ioctl mkdir)
+    posix_fadvise dup ioctl mkdir fstat mmap shm_open shm_unlink dlclose pthread_key_delete
+    pthread_mutexattr_init pthread_mutexattr_settype pthread_mutexattr_setpshared pthread_mutexattr_destroy
+    pthread_mutex_init pthread_mutex_destroy
+    pthread_condattr_init pthread_condattr_setpshared pthread_condattr_setclock pthread_condattr_destroy
+    pthread_cond_init pthread_cond_broadcast pthread_cond_destroy
+    sem_init sem_destroy sem_open sem_close sem_unlink
+    _ZnwmRKSt9nothrow_t)
 
 # The test folders that link that way; the others call the system directly.
-set(ORLO_WRAPPED_FOLDERS files rows)
+set(ORLO_WRAPPED_FOLDERS files rows process threads)

@@ -15,22 +15,21 @@ stringEx strerror_text(int number) {
     return stringEx(strerror_r(number, scratch, sizeof scratch));
 }
 
-stringEx system_error_text(int number, std::span<const errno_sentence> sentences) {
+stringEx system_error_text(int number, std::span<const errno_sentence> sentences, const char* other) {
     for (const errno_sentence& known : sentences) {
-        if (known.number == number)
-            return stringEx::borrow(known.sentence);
+        if (known.number == number) return stringEx::borrow(known.sentence);
     }
+    if (other != nullptr) return stringEx::borrow(other);
     return stringEx(UNKNOWN_ERROR).append(strerror_text(number));
 }
 
 /// Lays values out behind the keys of one failure.
 class failure_text {
-  public:
+public:
     explicit failure_text(const failure_layout& layout) : layout_(layout), text_(layout.head) {}
 
     void add(const failure_value& value) {
-        if (!first_)
-            text_.append('\n');
+        if (!first_) text_.append('\n');
         first_ = false;
         switch (value.kind_) {
             case failure_value::kind::text:
@@ -49,7 +48,8 @@ class failure_text {
                 next_key();
                 text_.append_number(value.number_).append('\n');
                 next_key();
-                text_.append(system_error_text(static_cast<int>(value.number_), layout_.sentences));
+                text_.append(system_error_text(static_cast<int>(value.number_), layout_.sentences,
+                                               layout_.other_sentence));
                 break;
             case failure_value::kind::inner:
                 text_.append(WRAP_MARK).append(value.text_);
@@ -62,7 +62,7 @@ class failure_text {
         return std::move(text_);
     }
 
-  private:
+private:
     void next_key() { text_.append(layout_.keys.at(key_++)); }
 
     const failure_layout& layout_;
@@ -72,8 +72,7 @@ class failure_text {
 };
 
 stringEx failure_layout::text(std::initializer_list<failure_value> values) const {
-    if (values.size() == 0)
-        return stringEx::borrow(head);
+    if (values.size() == 0) return stringEx::borrow(head);
     failure_text text(*this);
     for (const failure_value& value : values)
         text.add(value);

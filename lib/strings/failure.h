@@ -50,7 +50,7 @@ struct wrapped {
 
 /// One value of a failure: a text, a number, a system error or an inner failure.
 class failure_value {
-  public:
+public:
     failure_value(std::string_view text) : kind_(kind::text), text_(text) {}
     failure_value(const char* text) : failure_value(std::string_view(text)) {}
     failure_value(const stringEx& text) : failure_value(text.view()) {}
@@ -62,7 +62,7 @@ class failure_value {
     failure_value(system_error error) : kind_(kind::error), number_(error.number) {}
     failure_value(wrapped w) : kind_(kind::inner), text_(w.inner.message().view()) {}
 
-  private:
+private:
     friend class failure_text;
     enum class kind { text, number, natural, error, inner };
 
@@ -74,8 +74,10 @@ class failure_value {
 /// The system's own text of an error.
 stringEx strerror_text(int number);
 
-/// The text of a system error: the table's sentence, or "unexpect system error: " and the system's own text.
-stringEx system_error_text(int number, std::span<const errno_sentence> sentences = {});
+/// The text of a system error: the table's sentence; for others `other`, or without one "unexpect system
+/// error: " and the system's own text.
+stringEx system_error_text(int number, std::span<const errno_sentence> sentences = {},
+                           const char* other = nullptr);
 
 /// What all failures have in common, whatever class they are thrown as.
 struct failure_layout {
@@ -88,6 +90,8 @@ struct failure_layout {
     std::array<const char*, most_keys> keys{};
     /// The sentences of the system errors that the operation knows.
     std::span<const errno_sentence> sentences{};
+    /// The sentence of all other system errors, if it is not the system's own text.
+    const char* other_sentence = nullptr;
     /// What stands behind the last value.
     const char* tail = "";
 
@@ -102,5 +106,13 @@ struct failure : failure_layout {
         throw Exp(text(values), code);
     }
 };
+
+/// The failure of a system call that has nothing to tell but its error: raised with one `system_error`.
+template <class Exp>
+constexpr failure<Exp> system_failure(std::int32_t code, const char* head,
+                                      std::span<const errno_sentence> sentences = {}) {
+    return {
+        {.code = code, .head = head, .keys = {"  error code = ", "  error desc = "}, .sentences = sentences}};
+}
 
 }  // namespace Orlo

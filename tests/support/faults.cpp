@@ -2,6 +2,9 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <pthread.h>
+#include <semaphore.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,6 +13,7 @@
 #include <cstdarg>
 #include <map>
 #include <mutex>
+#include <new>
 #include <string>
 #include <type_traits>
 
@@ -158,9 +162,50 @@ WRAPPED(readdir, dirent*, nullptr, (DIR * stream), (stream))
 WRAPPED(getcwd, char*, nullptr, (char* out, std::size_t size), (out, size))
 WRAPPED(pathconf, long, -1, (const char* path, int name), (path, name))
 
-extern "C" int __real_posix_fadvise(int fd, off_t offset, off_t length, int advice);
-extern "C" int __wrap_posix_fadvise(int fd, off_t offset, off_t length, int advice);
-int __wrap_posix_fadvise(int fd, off_t offset, off_t length, int advice) {
-    int error = 0;
-    return fails("posix_fadvise", error) ? error : __real_posix_fadvise(fd, offset, length, advice);
+WRAPPED(fstat, int, -1, (int fd, struct stat* out), (fd, out))
+WRAPPED(mmap, void*, MAP_FAILED, (void* at, std::size_t size, int access, int flags, int fd, off_t offset),
+        (at, size, access, flags, fd, offset))
+WRAPPED(shm_open, int, -1, (const char* name, int flags, mode_t mode), (name, flags, mode))
+WRAPPED(shm_unlink, int, -1, (const char* name), (name))
+WRAPPED(dlclose, int, -1, (void* handle), (handle))
+WRAPPED(sem_init, int, -1, (sem_t * sem, int shared, unsigned value), (sem, shared, value))
+WRAPPED(sem_destroy, int, -1, (sem_t * sem), (sem))
+WRAPPED(sem_close, int, -1, (sem_t * sem), (sem))
+WRAPPED(sem_unlink, int, -1, (const char* name), (name))
+// operator new(std::size_t, const std::nothrow_t&), under the name that the linker knows
+WRAPPED(_ZnwmRKSt9nothrow_t, void*, nullptr, (std::size_t size, const std::nothrow_t& tag), (size, tag))
+extern "C" sem_t* __real_sem_open(const char* name, int flags, ...);
+extern "C" sem_t* __wrap_sem_open(const char* name, int flags, mode_t mode, unsigned value);
+sem_t* __wrap_sem_open(const char* name, int flags, mode_t mode, unsigned value) {
+    return make("sem_open", SEM_FAILED, [&] { return __real_sem_open(name, flags, mode, value); });
 }
+
+// Calls that answer with an error number. Locking and waiting are left alone: the bookkeeping here would
+// order threads that nothing else orders, and hide it from the thread sanitizer.
+#define WRAPPED_NUMBER(NAME, PARAMETERS, ARGUMENTS)                   \
+    extern "C" int __real_##NAME PARAMETERS;                          \
+    extern "C" int __wrap_##NAME PARAMETERS;                          \
+    int __wrap_##NAME PARAMETERS {                                    \
+        int error = 0;                                                \
+        return fails(#NAME, error) ? error : __real_##NAME ARGUMENTS; \
+    }
+
+WRAPPED_NUMBER(posix_fadvise, (int fd, off_t offset, off_t length, int advice), (fd, offset, length, advice))
+WRAPPED_NUMBER(pthread_key_delete, (pthread_key_t key), (key))
+WRAPPED_NUMBER(pthread_mutexattr_init, (pthread_mutexattr_t * attribute), (attribute))
+WRAPPED_NUMBER(pthread_mutexattr_settype, (pthread_mutexattr_t * attribute, int type), (attribute, type))
+WRAPPED_NUMBER(pthread_mutexattr_setpshared, (pthread_mutexattr_t * attribute, int shared),
+               (attribute, shared))
+WRAPPED_NUMBER(pthread_mutexattr_destroy, (pthread_mutexattr_t * attribute), (attribute))
+WRAPPED_NUMBER(pthread_mutex_init, (pthread_mutex_t * mutex, const pthread_mutexattr_t* attribute),
+               (mutex, attribute))
+WRAPPED_NUMBER(pthread_mutex_destroy, (pthread_mutex_t * mutex), (mutex))
+WRAPPED_NUMBER(pthread_condattr_init, (pthread_condattr_t * attribute), (attribute))
+WRAPPED_NUMBER(pthread_condattr_setpshared, (pthread_condattr_t * attribute, int shared), (attribute, shared))
+WRAPPED_NUMBER(pthread_condattr_setclock, (pthread_condattr_t * attribute, clockid_t clock),
+               (attribute, clock))
+WRAPPED_NUMBER(pthread_condattr_destroy, (pthread_condattr_t * attribute), (attribute))
+WRAPPED_NUMBER(pthread_cond_init, (pthread_cond_t * cond, const pthread_condattr_t* attribute),
+               (cond, attribute))
+WRAPPED_NUMBER(pthread_cond_broadcast, (pthread_cond_t * cond), (cond))
+WRAPPED_NUMBER(pthread_cond_destroy, (pthread_cond_t * cond), (cond))

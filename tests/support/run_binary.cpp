@@ -44,9 +44,8 @@ std::vector<std::string> words_of(const std::string& command, const std::string&
     argv.push_back(nullptr);
     const bool ready = chdir(run.folder.c_str()) == 0 && dup2(fileno(output), STDOUT_FILENO) >= 0 &&
                        dup2(fileno(errors), STDERR_FILENO) >= 0;
-    // what was captured reaches the program as standard descriptors only, so that limits mean what they say
-    fcntl(fileno(output), F_SETFD, FD_CLOEXEC);
-    fcntl(fileno(errors), F_SETFD, FD_CLOEXEC);
+    // the program finds the three standard descriptors and no other, so that limits mean what they say
+    close_range(STDERR_FILENO + 1, ~0u, CLOSE_RANGE_CLOEXEC);
     alarm(LONGEST_RUN_SECONDS);
     if (prepare) prepare();
     if (ready) execv(TALLYCSV_BINARY, argv.data());

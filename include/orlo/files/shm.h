@@ -1,0 +1,85 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+
+#include "orlo/strings/exceptions.h"
+
+namespace Orlo {
+
+/// What a view of shared memory may be used for: bits, to be added up. The first three are the system's own
+/// PROT_READ, PROT_WRITE and PROT_EXEC.
+inline constexpr std::uint32_t ACCESS_READ = 1;
+inline constexpr std::uint32_t ACCESS_WRITE = 2;
+inline constexpr std::uint32_t ACCESS_EXECUTE = 4;
+inline constexpr std::uint32_t ACCESS_READ_WRITE = ACCESS_READ | ACCESS_WRITE;
+/// Reading and writing, where what is written stays private to this object.
+inline constexpr std::uint32_t ACCESS_COPY_ON_WRITE = 0x40000000;
+
+/// A named region of memory that processes share, mapped whole for as long as the object lives.
+///
+/// A name is one path component of at most 255 bytes, by custom with a "/" in front, which does not count.
+/// The object that made the region removes the name when it is destroyed; whoever has the region mapped keeps
+/// it. A process that dies without destroying the object leaves the name behind, and the next `Create` opens
+/// that region, as old as it is.
+///
+/// Threads: constant after construction. The bytes of the view are the users' to guard.
+///
+/// Failures are `shmemExp`: code 1 for a region that cannot be made or found by `Create`, 2 for its size, 3
+/// for one that `Open` cannot find, 4 for the state of a region found, 5 for the mapping, 6 for closing, 7
+/// for removing the name. A failed construction leaves nothing behind.
+class CShMem {
+public:
+    /// Fills a region that a `Create` has just made, given its view.
+    using preparation = std::function<void(void* view)>;
+
+    /// Opens the region `name`, which keeps its size, or makes it with `size` bytes of zeros, readable and
+    /// writable for all whom the umask admits. The view lies at `address`, if that is given and free. A
+    /// region that this call makes is run through `prepare`, and nobody else's `Create` or `Open` of the name
+    /// returns before that is done; what it throws undoes the creation and is let through.
+    static CShMem Create(const stringEx& name, std::uint64_t size, std::uint32_t access = ACCESS_READ_WRITE,
+                         void* address = nullptr, const preparation& prepare = {});
+    static CShMem Create(const wstringEx& name, std::uint64_t size, std::uint32_t access = ACCESS_READ_WRITE,
+                         void* address = nullptr, const preparation& prepare = {});
+
+    /// Opens the region `name`, which must exist. One that has no bytes yet, because another process is just
+    /// making it, is waited for up to a second.
+    static CShMem Open(const stringEx& name, std::uint32_t access = ACCESS_READ_WRITE,
+                       void* address = nullptr);
+    static CShMem Open(const wstringEx& name, std::uint32_t access = ACCESS_READ_WRITE,
+                       void* address = nullptr);
+
+    /// Unmaps, closes and, in the object that made the region, removes the name. Fails with code 6 or 7, but
+    /// not while another exception is in flight.
+    ~CShMem() noexcept(false);
+    /// Takes the region over; the source may only be destroyed.
+    CShMem(CShMem&& other) noexcept;
+    CShMem& operator=(CShMem&&) = delete;
+
+    /// The first byte of the view, on a page boundary.
+    void* GetAddress() const noexcept { return m_address; }
+    /// The region's bytes.
+    std::uint64_t GetSize() const noexcept { return m_size; }
+    const stringEx& GetName() const noexcept { return m_name; }
+    /// True if this object made the region.
+    bool IsCreator() const noexcept { return m_isCreator != 0; }
+
+private:
+    explicit CShMem(const stringEx& name) : m_name(name) {}
+
+    bool _Find(std::uint32_t access);
+    bool _Make();
+    void _SetSize(std::uint64_t size);
+    void _AwaitMaker();
+    void _ReadSize();
+    void _SetupMapView(std::uint32_t access, void* address);
+    void _CloseAndRemove();
+
+    int m_descriptor = -1;
+    void* m_address = nullptr;
+    std::uint64_t m_size = 0;
+    stringEx m_name;
+    std::uint32_t m_isCreator = 0;
+};
+
+}  // namespace Orlo

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <pthread.h>
+
+#include "orlo/files/shm.h"
+#include "orlo/strings/exceptions.h"
+#include "orlo/threads/lock_guard.h"
+#include "orlo/threads/time_limit.h"
+
+namespace Orlo {
+
+/// A recursive lock that processes share by a name, which is the name of the `CShMem` region it lives in.
+///
+/// Nothing is recovered: a process that dies holding the lock leaves it held, for ever for those who wait
+/// without a limit:
+///
+///   A Lock, A is killed       B Lock: waits for ever; B TimedLock: false at its limit
+///
+/// and one that dies as the creator leaves the region, held or not, to the next `Create`. The creator's
+/// destructor ends the lock for everyone who still has it open: their operations fail from then on.
+///
+/// Threads: as `CMutex`, across processes.
+///
+/// Failures: of the region `shmemExp`, as in `CShMem`; of the lock `mutexExp`, with the codes of `CMutex`.
+class CProcMutex {
+public:
+    /// Opens the lock `name`, or makes it. Creators may race: one makes it, the others wait until it is
+    /// ready.
+    static CProcMutex Create(const stringEx& name, std::uint32_t access = ACCESS_READ_WRITE);
+    static CProcMutex Create(const wstringEx& name, std::uint32_t access = ACCESS_READ_WRITE);
+    /// Opens the lock `name`, which must exist; `access` as above.
+    static CProcMutex Open(const stringEx& name, std::uint32_t access = ACCESS_READ_WRITE);
+    static CProcMutex Open(const wstringEx& name, std::uint32_t access = ACCESS_READ_WRITE);
+
+    /// The creator destroys the lock, which fails while it is held, and removes the name. Not while another
+    /// exception is in flight.
+    ~CProcMutex() noexcept(false);
+    /// Takes the lock object over; the source may only be destroyed.
+    CProcMutex(CProcMutex&& other) noexcept;
+    CProcMutex& operator=(CProcMutex&&) = delete;
+
+    /// As those of `CMutex`.
+    void Lock();
+    bool TryLock();
+    bool TimedLock(CTimeLimit limit);
+    void Unlock();
+
+    /// True if this object made the lock.
+    bool IsCreator() const noexcept { return m_isCreator; }
+
+private:
+    friend class CProcEvent;
+
+    explicit CProcMutex(CShMem&& region) noexcept
+        : m_region(std::move(region)), m_isCreator(m_region.IsCreator()) {}
+
+    pthread_mutex_t& _Mutex() const noexcept { return *static_cast<pthread_mutex_t*>(m_region.GetAddress()); }
+
+    CShMem m_region;
+    bool m_isCreator;
+};
+
+}  // namespace Orlo
