@@ -17,8 +17,8 @@
 // 256 bytes that follow each other, so the place of a byte is known without a search: ten digits lie in a
 // window of 16, 144 bytes large. A node that is full, or whose window does not reach a byte, is exchanged for
 // the smallest that does; few bytes that lie far apart stay in a node that searches, so a window
-// takes at most 122 bytes a child. The old node's memory
-// stays unused. While the table fits the cache its nodes are windows from the start where 32 bytes reach.
+// takes at most 122 bytes a child. The old node's memory stays unused. While the table fits the cache its
+// nodes are windows from the start where 32 bytes reach.
 //
 // A look-up costs one node per byte that tells keys apart. In a large table each of them is a cache miss, so
 // `Find` takes many keys at once and moves each down by one level in turn: while one waits for memory the
@@ -82,7 +82,7 @@ int byte_at(const char* bytes, std::uint32_t size, std::uint32_t depth) {
 inline CMergeTable::link* CMergeTable::slot_of(node* at, const merge_key& key) {
     if (at->depth >= key.size) return &at->end;
     const auto byte = static_cast<std::uint8_t>(key.bytes[at->depth]);
-    const auto place = static_cast<std::uint8_t>(byte - at->low);
+    const std::uint32_t place = std::uint32_t{byte} - at->low;  // far beyond the window if below it
     if (place < at->window) return static_cast<window_node*>(at)->children() + place;
     if (at->window != 0) return nullptr;
     auto* const n = static_cast<small_node*>(at);
