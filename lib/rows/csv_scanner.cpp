@@ -3,9 +3,9 @@
 // The plain one is the grammar itself: one `csv_step` a character. The fast one looks at marks only. Outside
 // of quotes it walks the set bits of the index: in  north,12,"a, ""b""",7\r  those of , , " and so on; a
 // delimiter or line end closes the cell that began behind the mark before, and a quote counts only as a
-// cell's first character. A quoted cell is ended at once by the bits of its quotes (passing by line ends) if it
-// is indexed to behind its closing quote; one that is cut, or closed badly, goes on quote by quote, with one
-// plain step behind each. Text between marks costs nothing but its share of the index.
+// cell's first character. A quoted cell is ended at once by the bits of its quotes (passing by line ends) if
+// it is indexed to behind its closing quote; one that is cut, or closed badly, goes on quote by quote, with
+// one plain step behind each. Text between marks costs nothing but its share of the index.
 //
 // The fast one goes on past line ends until the bytes that are indexed are used up, so its set-up and all
 // questions about room and limits are paid once for some dozens of rows.

@@ -86,17 +86,17 @@ using testing_support::faults::failing;
 // from the thread sanitizer.
 #define EACH_MINUS_ONE(X)                                                                                   \
     X(open)                                                                                                 \
-    X(fcntl) X(read) X(write) X(close) X(lseek) X(fsync) X(ftruncate) X(flock) X(stat) X(mkdir) X(pathconf) \
-        X(fstat) X(mmap) X(shm_open) X(shm_unlink) X(dlclose) X(sem_init) X(sem_destroy) X(sem_close)       \
-            X(sem_unlink)
+    X(fcntl)                                                                                                \
+    X(read) X(write) X(close) X(lseek) X(fsync) X(ftruncate) X(flock) X(stat) X(mkdir) X(pathconf) X(fstat) \
+        X(mmap) X(shm_open) X(shm_unlink) X(dlclose) X(sem_init) X(sem_destroy) X(sem_close) X(sem_unlink)
 #define EACH_NULL(X) X(opendir) X(readdir) X(getcwd) X(sem_open) X(_ZnwmRKSt9nothrow_t)
-#define EACH_ERROR(X)                                                                         \
-    X(posix_fadvise)                                                                          \
-    X(pthread_key_delete) X(pthread_mutexattr_init) X(pthread_mutexattr_settype)              \
-        X(pthread_mutexattr_setpshared) X(pthread_mutexattr_destroy) X(pthread_mutex_init)    \
-            X(pthread_mutex_destroy) X(pthread_condattr_init) X(pthread_condattr_setpshared)  \
-                X(pthread_condattr_setclock) X(pthread_condattr_destroy) X(pthread_cond_init) \
-                    X(pthread_cond_broadcast) X(pthread_cond_destroy)
+#define EACH_ERROR(X)                                                                                        \
+    X(posix_fadvise)                                                                                         \
+    X(pthread_key_delete)                                                                                    \
+    X(pthread_mutexattr_init) X(pthread_mutexattr_settype) X(pthread_mutexattr_setpshared)                   \
+        X(pthread_mutexattr_destroy) X(pthread_mutex_init) X(pthread_mutex_destroy) X(pthread_condattr_init) \
+            X(pthread_condattr_setpshared) X(pthread_condattr_setclock) X(pthread_condattr_destroy)          \
+                X(pthread_cond_init) X(pthread_cond_broadcast) X(pthread_cond_destroy)
 
 EACH_MINUS_ONE(ANSWERS_MINUS_ONE)
 EACH_NULL(ANSWERS_NULL)
