@@ -181,13 +181,13 @@ TEST(time_forms, of_the_system) {
     EXPECT_EQ((tm.tm_wday * 1000 + tm.tm_yday) * tm.tm_isdst, -2365);
 
     for (const std::int64_t value : {1700000000123456l, -1l, LEAST}) {
-        struct timespec spec;
+        struct timespec as_spec;
         struct timeval val;
         const CTime time(value);
         CTime of_spec, of_val;
-        time.GetTimeSpec(spec), of_spec.SetTimeSpec(spec);
+        time.GetTimeSpec(as_spec), of_spec.SetTimeSpec(as_spec);
         time.GetTimeVal(val), of_val.SetTimeVal(val);
-        EXPECT_TRUE(spec.tv_nsec == val.tv_usec * 1000 && of_spec == time && of_val == time) << value;
+        EXPECT_TRUE(as_spec.tv_nsec == val.tv_usec * 1000 && of_spec == time && of_val == time) << value;
     }
     CTime back;
     back.SetFileTime(on(1500, 1, 1).GetFileTime(-330), -330);
