@@ -16,9 +16,9 @@
 // word and find a byte by comparing all at once. A window has a child or none for each of 16, 32, 64, 128 or
 // 256 bytes that follow each other, so the place of a byte is known without a search: ten digits lie in a
 // window of 16, 144 bytes large. A node that is full, or whose window does not reach a byte, is exchanged for
-// the smallest that does; few bytes that lie far apart stay in a node that searches, so a window
-// takes at most 122 bytes a child. The old node's memory stays unused. While the table fits the cache its
-// nodes are windows from the start where 32 bytes reach.
+// the smallest that does; few bytes that lie far apart stay in a node that searches, so a new
+// window takes at most 122 bytes a child. The old node's memory stays unused. Only while the table fits the
+// cache are nodes windows from the start, of up to 32 bytes, however few children they have.
 //
 // A look-up costs one node per byte that tells keys apart. In a large table each of them is a cache miss, so
 // `Find` takes many keys at once and moves each down by one level in turn: while one waits for memory the
