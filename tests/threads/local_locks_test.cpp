@@ -40,7 +40,9 @@ void wait_with_all_limits(const std::function<bool(CTimeLimit)>& wait, const std
                         {30, 30}, {CTimeSpan(1), 0}, {CTimeSpan(30'500), 30}};
     constexpr CTimeLimit long_limits[] = {WAIT_FOREVER, WAIT_FOREVER - 1, CTimeSpan(LONG_MAX),
                                           CTimeSpan(LONG_MAX - 1)};
-    std::signal(SIGUSR1, [](int) {});
+    struct sigaction interrupt {};
+    interrupt.sa_handler = [](int) {};
+    sigaction(SIGUSR1, &interrupt, nullptr);
     const auto pestered = [&](CTimeLimit limit) {
         const std::jthread pest([me = pthread_self()](const std::stop_token& stop) {
             for (; !stop.stop_requested(); sleep_ms(5))
@@ -127,6 +129,12 @@ TEST_F(local_locks, an_event_is_a_condition_variable_with_an_outside_lock) {
     take_turns(light);
 }
 
+struct open_mutex : CLightMutex {
+    using CLightMutex::m_count;
+    using CLightMutex::m_recursion;
+    using CLightMutex::m_sem;
+};
+
 /// Threads that lock to random depths, and now and then give a light mutex up whole and take it back.
 template <class LOCK>
 void contend(unsigned seed, int threads, int turns, LOCK&& lock) {
@@ -140,17 +148,19 @@ void contend(unsigned seed, int threads, int turns, LOCK&& lock) {
             EXPECT_EQ(++inside, 1);
             ++entries;
             --inside;
-            if constexpr (std::is_same_v<LOCK, CLightMutex>) {
+            if constexpr (std::is_same_v<LOCK, open_mutex>) {
                 CLightMutexRelease release(lock);
                 if (random() % 8 == 0) release.Release(), release.TakeBack();
+                EXPECT_EQ(lock.m_recursion, depth);
             }
             for (auto i = depth; i > 0; --i)
                 lock.Unlock();
         }
     });
-    lock.Lock();  // is free
-    lock.Unlock();
     EXPECT_EQ(entries, threads * turns);
+    if constexpr (std::is_same_v<LOCK, open_mutex>) {
+        EXPECT_EQ(lock.m_count, -1);
+    }
 }
 
 TEST_F(local_locks, only_one_thread_is_inside) {
@@ -158,7 +168,7 @@ TEST_F(local_locks, only_one_thread_is_inside) {
     SCOPED_TRACE(seed);
     for (const int threads : {2, 4, 8}) {
         contend(seed, threads, 4000, CMutex());
-        contend(seed, threads, 4000, CLightMutex());
+        contend(seed, threads, 4000, open_mutex());
     }
     const std::uint32_t usual = CSpinLightMutex::g_spinEnabled;
     for (const std::uint32_t spin : {0u, 1u, 999u, 1000u}) {
@@ -167,13 +177,8 @@ TEST_F(local_locks, only_one_thread_is_inside) {
     }
     CSpinLightMutex::g_spinEnabled = usual;
     for (unsigned round = 0; round < 300; ++round)
-        contend(seed + round, 3, 3, CLightMutex());  // who contends first makes the semaphore
+        contend(seed + round, 3, 3, open_mutex());  // who contends first makes the semaphore
 }
-
-struct open_mutex : CLightMutex {
-    using CLightMutex::m_count;
-    using CLightMutex::m_sem;
-};
 
 TEST_F(local_locks, a_light_mutex_is_handed_on_by_the_last_unlock_and_once_there_is_memory) {
     open_mutex lock;
