@@ -15,10 +15,16 @@ public:
     CArena(const CArena&) = delete;
     CArena& operator=(const CArena&) = delete;
 
+    /// Bytes behind each piece that may be read, and mean nothing.
+    static constexpr std::size_t readable_behind = 16;
+
+    /// Bytes of all blocks.
+    std::size_t size() const { return total_; }
+
     /// `size` bytes, uninitialised. Throws `std::bad_alloc`.
     void* Allocate(std::size_t size) {
         size = (size + 7) & ~std::size_t{7};
-        if (size > left_) _AddBlock(size);
+        if (size + readable_behind > left_) _AddBlock(size + readable_behind);
         void* const piece = next_;
         next_ += size;
         left_ -= size;

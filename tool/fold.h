@@ -41,16 +41,14 @@ private:
     std::uint32_t max_columns_ = 0;
     CMergeTable table_;
 
-    // rows that wait to be looked up together: their keys and widths, and what these are made of
+    // rows that wait to be looked up together: their keys, and what these are made of
     std::size_t waiting_ = 0;
     std::vector<merge_key> keys_;
-    std::vector<std::uint32_t> widths_;
     std::vector<std::uint32_t> cell_sizes_;
     std::vector<char> key_bytes_;
     std::size_t key_end_ = 0;
     std::vector<std::int64_t> numbers_;
     std::size_t numbers_end_ = 0;
-    std::vector<merge_group*> found_;
 };
 
 }  // namespace tallycsv

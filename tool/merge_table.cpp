@@ -12,9 +12,13 @@
 // and "ax 9 " finds no child at depth 1, while "zb 1 " arrives at "ab 1 " and is told apart there. A key that
 // ends at a node's depth goes to the node's `end`, which comes before all children.
 //
-// Nodes have room for 4, 16, 48 or 256 children and are exchanged for the next size when full; children of
-// the small ones are unordered, and sorted when the groups are visited. The old node's memory stays unused:
-// together a quarter of the tree at most.
+// Nodes come in three kinds. Those with room for 4 or 16 children keep their bytes, unordered, in one 16-byte
+// word and find a byte by comparing all at once. A window has a child or none for each of 16, 32, 64, 128 or
+// 256 bytes that follow each other, so the place of a byte is known without a search: ten digits lie in a
+// window of 16, 144 bytes large. A node that is full, or whose window does not reach a byte, is exchanged for
+// the smallest that does; few bytes that lie far apart stay in a node that searches, so a new
+// window takes at most 122 bytes a child. The old node's memory stays unused. Only while the table fits the
+// cache are nodes windows from the start, of up to 32 bytes, however few children they have.
 //
 // A look-up costs one node per byte that tells keys apart. In a large table each of them is a cache miss, so
 // `Find` takes many keys at once and moves each down by one level in turn: while one waits for memory the
@@ -34,47 +38,33 @@
 namespace tallycsv {
 namespace {
 
-enum class node_kind : std::uint8_t { four, sixteen, forty_eight, full };
+constexpr std::size_t SMALL_ROOM = 4;
+constexpr std::size_t MOST_SEARCHED = 16;
+/// A table of up to this size is looked up without asking for its memory ahead.
+constexpr std::size_t IN_CACHE = std::size_t{384} << 10;
 
 }  // namespace
 
 struct CMergeTable::node {
-    std::uint32_t depth;  ///< which byte of the key the children differ in
-    node_kind kind;
-    std::uint8_t count;  ///< children, in nodes that are not full
-    link end;            ///< the group whose key ends at `depth`
+    std::uint32_t depth;   ///< which byte of the key the children differ in
+    std::uint16_t window;  ///< bytes that a window reaches; 0 in nodes that search
+    std::uint8_t low;      ///< the first byte of a window
+    std::uint8_t count;    ///< children, in nodes that search
+    link end;              ///< the group whose key ends at `depth`
 };
 
-/// What the two small sizes share, so that one piece of code serves both without asking which it is.
+/// Searches. The larger size has more than four children, so `count` tells when either is full. Places that
+/// are not taken repeat the first byte: it is found before them.
 struct CMergeTable::small_node : node {
-    std::uint8_t bytes[16];
+    std::uint8_t bytes[MOST_SEARCHED];
     link* children() { return reinterpret_cast<link*>(this + 1); }
     const link* children() const { return reinterpret_cast<const link*>(this + 1); }
+    bool is_full() const { return count == SMALL_ROOM || count == MOST_SEARCHED; }
 };
 
-/// One cache line.
-struct CMergeTable::node4 : small_node {
-    static constexpr node_kind its_kind = node_kind::four;
-    static constexpr std::size_t room = 4;
-    link its_children[room];
-};
-
-struct CMergeTable::node16 : small_node {
-    static constexpr node_kind its_kind = node_kind::sixteen;
-    static constexpr std::size_t room = 16;
-    link its_children[room];
-};
-
-struct CMergeTable::node48 : node {
-    static constexpr node_kind its_kind = node_kind::forty_eight;
-    static constexpr std::size_t room = 48;
-    std::uint8_t places[256];  ///< by byte: one more than the place in `children`, 0 for none
-    link children[48];
-};
-
-struct CMergeTable::node256 : node {
-    static constexpr node_kind its_kind = node_kind::full;
-    link children[256];
+struct CMergeTable::window_node : node {
+    link* children() { return reinterpret_cast<link*>(this + 1); }
+    const link* children() const { return reinterpret_cast<const link*>(this + 1); }
 };
 
 namespace {
@@ -92,25 +82,28 @@ int byte_at(const char* bytes, std::uint32_t size, std::uint32_t depth) {
 inline CMergeTable::link* CMergeTable::slot_of(node* at, const merge_key& key) {
     if (at->depth >= key.size) return &at->end;
     const auto byte = static_cast<std::uint8_t>(key.bytes[at->depth]);
-    if (at->kind <= node_kind::sixteen) {
-        auto* const n = static_cast<small_node*>(at);
-        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(n->bytes));
-        const __m128i same = _mm_cmpeq_epi8(bytes, _mm_set1_epi8(static_cast<char>(byte)));
-        const auto hits = static_cast<std::uint32_t>(_mm_movemask_epi8(same)) & ((1u << n->count) - 1);
-        return hits == 0 ? nullptr : n->children() + std::countr_zero(hits);
-    }
-    if (at->kind == node_kind::full) return &static_cast<node256*>(at)->children[byte];
-    auto* const n = static_cast<node48*>(at);
-    return n->places[byte] == 0 ? nullptr : &n->children[n->places[byte] - 1];
+    const std::uint32_t place = std::uint32_t{byte} - at->low;  // far beyond the window if below it
+    if (place < at->window) return static_cast<window_node*>(at)->children() + place;
+    if (at->window != 0) return nullptr;
+    auto* const n = static_cast<small_node*>(at);
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(n->bytes));
+    const __m128i same = _mm_cmpeq_epi8(bytes, _mm_set1_epi8(static_cast<char>(byte)));
+    const auto hits = static_cast<std::uint32_t>(_mm_movemask_epi8(same));
+    return hits == 0 ? nullptr : n->children() + std::countr_zero(hits);
 }
 
 /// Some child of a node. All groups below it share the bytes in front of the node's depth.
 CMergeTable::link CMergeTable::any_child(node* at) {
     if (at->end != 0) return at->end;
-    if (at->kind <= node_kind::sixteen) return static_cast<small_node*>(at)->children()[0];
-    if (at->kind == node_kind::forty_eight) return static_cast<node48*>(at)->children[0];
-    const auto& children = static_cast<node256*>(at)->children;
-    return *std::find_if(std::begin(children), std::end(children), [](link child) { return child != 0; });
+    if (at->window == 0) return static_cast<small_node*>(at)->children()[0];
+    const link* const children = static_cast<window_node*>(at)->children();
+    return *std::find_if(children, children + at->window, [](link child) { return child != 0; });
+}
+
+/// Where `key` goes on to. One that is missing goes to a neighbour, which `FindOrInsert` is going to look at.
+inline CMergeTable::link CMergeTable::step(node* at, const merge_key& key) {
+    const link* const slot = slot_of(at, key);
+    return slot != nullptr && *slot != 0 ? *slot : any_child(at);
 }
 
 /// Asks for the memory of what `at` links to: a small node's bytes and children, or a group with its key.
@@ -120,55 +113,69 @@ inline void CMergeTable::prefetch(link at) {
     __builtin_prefetch(bytes + 64);
 }
 
-bool CMergeTable::_Matches(const merge_key& key, const merge_group& group) const {
-    return key.size == group.key_size && std::memcmp(key.bytes, group.key_bytes(key_columns_), key.size) == 0;
+inline bool CMergeTable::_Matches(const merge_key& key, const merge_group& group) const {
+    if (key.size != group.key_size) return false;
+    const char* const other = group.key_bytes(key_columns_);
+    for (std::uint32_t at = 0; at < key.size; at += 16) {
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(key.bytes + at));
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(other + at));
+        const auto differ = static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(a, b))) ^ 0xFFFF;
+        if (differ != 0) return std::countr_zero(differ) + at >= key.size;
+    }
+    return true;
 }
 
-void CMergeTable::Find(std::span<const merge_key> keys, merge_group** found) const {
+bool CMergeTable::_IsInCache() const {
+    return arena_.size() <= IN_CACHE;
+}
+
+void CMergeTable::Find(std::span<merge_key> keys) const {
+    _IsInCache() ? _Find<true>(keys) : _Find<false>(keys);
+}
+
+/// While a key is on its way, its `group` is the link that it has come to.
+template <bool InCache>
+void CMergeTable::_Find(std::span<merge_key> keys) const {
     constexpr std::size_t in_flight = 64;
-    link at[in_flight];
-    std::uint32_t active[in_flight];
-    for (; !keys.empty(); keys = keys.subspan(std::min(keys.size(), in_flight)), found += in_flight) {
-        const std::size_t count = std::min(keys.size(), in_flight);
-        std::fill_n(at, count, root_);
+    merge_key* active[in_flight];
+    while (!keys.empty()) {
+        const std::span<merge_key> now = keys.first(std::min(keys.size(), in_flight));
+        keys = keys.subspan(now.size());
         std::size_t left = 0;
-        if (root_ != 0 && !is_group(root_)) {
-            for (; left < count; ++left)
-                active[left] = static_cast<std::uint32_t>(left);
+        for (merge_key& key : now) {
+            key.group = reinterpret_cast<merge_group*>(root_);
+            active[left++] = &key;
         }
+        if (root_ == 0 || is_group(root_)) left = 0;
         while (left != 0) {
             std::size_t still = 0;
             for (std::size_t a = 0; a < left; ++a) {
-                const std::uint32_t i = active[a];
-                node* const n = node_of(at[i]);
-                const link* const slot = slot_of(n, keys[i]);
-                // a missing key goes on to a neighbour, which `FindOrInsert` is going to look at
-                at[i] = slot != nullptr && *slot != 0 ? *slot : any_child(n);
-                prefetch(at[i]);
-                active[still] = i;
-                still += is_group(at[i]) ? 0 : 1;
+                merge_key* const key = active[a];
+                const link next = step(reinterpret_cast<node*>(key->group), *key);
+                if constexpr (!InCache) prefetch(next);
+                key->group = reinterpret_cast<merge_group*>(next);
+                active[still] = key;
+                still += is_group(next) ? 0 : 1;
             }
             left = still;
         }
-        for (std::size_t i = 0; i < count; ++i) {
-            const bool here = at[i] != 0 && _Matches(keys[i], *group_of(at[i]));
-            found[i] = here ? group_of(at[i]) : nullptr;
+        for (merge_key& key : now) {
+            const auto at = reinterpret_cast<link>(key.group);
+            key.group = at != 0 && _Matches(key, *group_of(at)) ? group_of(at) : nullptr;
         }
     }
 }
 
-merge_group* CMergeTable::FindOrInsert(const merge_key& key, std::uint32_t columns) {
+merge_group* CMergeTable::FindOrInsert(const merge_key& key) {
     merge_group* nearest = nullptr;
     if (root_ != 0) {
         link at = root_;
-        while (!is_group(at)) {
-            const link* const slot = slot_of(node_of(at), key);
-            at = slot != nullptr && *slot != 0 ? *slot : any_child(node_of(at));
-        }
+        while (!is_group(at))
+            at = step(node_of(at), key);
         nearest = group_of(at);
         if (_Matches(key, *nearest)) return nearest;
     }
-    merge_group* const group = _NewGroup(key, columns);
+    merge_group* const group = _NewGroup(key);
     const link added = reinterpret_cast<link>(group) + 1;
     if (nearest == nullptr) {
         root_ = added;
@@ -190,102 +197,110 @@ void CMergeTable::_Insert(const merge_key& key, const merge_group& nearest, link
     while (!is_group(*slot) && node_of(*slot)->depth < depth)
         slot = slot_of(node_of(*slot), key);
     if (is_group(*slot) || node_of(*slot)->depth != depth) {
-        node4* const fork = _New<node4>(depth);
+        const int one = byte_at(other, nearest.key_size, depth);
+        const int two = byte_at(key.bytes, key.size, depth);
+        const int lowest = one == KEY_ENDS || two == KEY_ENDS ? std::max(one, two) : std::min(one, two);
+        node* const fork = _NewNode(depth, 2, static_cast<std::uint8_t>(lowest),
+                                    static_cast<std::uint8_t>(std::max(one, two)));
         link fork_link = reinterpret_cast<link>(fork);
-        _AddChild(&fork_link, byte_at(other, nearest.key_size, depth), *slot);
+        _AddChild(&fork_link, one, *slot);
         *slot = fork_link;
     }
     _AddChild(slot, byte_at(key.bytes, key.size, depth), added);
 }
 
-/// Gives the node at `slot` a child for `byte`, which it has none for yet; exchanges the node if it is full.
+/// Gives the node at `slot` a child for `byte`, which it has none for yet; exchanges the node if it has no
+/// room.
 void CMergeTable::_AddChild(link* slot, int byte, link child) {
     node* at = node_of(*slot);
     if (byte == KEY_ENDS) {
         at->end = child;
         return;
     }
-    static constexpr std::uint8_t rooms[] = {node4::room, node16::room, node48::room};
-    if (at->kind != node_kind::full && at->count == rooms[static_cast<std::size_t>(at->kind)]) {
-        at = _Enlarge(at);
+    const auto key = static_cast<std::uint8_t>(byte);
+    const auto has_room = [key](const node* n) {
+        return n->window != 0 ? static_cast<std::uint8_t>(key - n->low) < n->window
+                              : !static_cast<const small_node*>(n)->is_full();
+    };
+    if (!has_room(at)) {
+        at = _Enlarge(at, key);
         *slot = reinterpret_cast<link>(at);
     }
-    const auto key = static_cast<std::uint8_t>(byte);
-    switch (at->kind) {
-        case node_kind::four:
-        case node_kind::sixteen: {
-            auto* const n = static_cast<small_node*>(at);
-            n->bytes[n->count] = key;
-            n->children()[n->count++] = child;
-            break;
-        }
-        case node_kind::forty_eight: {
-            auto* const n = static_cast<node48*>(at);
-            n->children[n->count++] = child;
-            n->places[key] = n->count;
-            break;
-        }
-        case node_kind::full:
-            static_cast<node256*>(at)->children[key] = child;
-            break;
+    put_child(at, key, child);
+}
+
+void CMergeTable::put_child(node* at, std::uint8_t byte, link child) {
+    if (at->window != 0) {
+        static_cast<window_node*>(at)->children()[byte - at->low] = child;
+        return;
+    }
+    auto* const n = static_cast<small_node*>(at);
+    if (n->count == 0) std::memset(n->bytes, byte, sizeof n->bytes);
+    n->bytes[n->count] = byte;
+    n->children()[n->count++] = child;
+}
+
+/// The children of a node with their bytes: in order in a window, unordered in one that searches.
+template <class Visit>
+void CMergeTable::for_each_child(const node* at, Visit visit) {
+    if (at->window == 0) {
+        const auto* const n = static_cast<const small_node*>(at);
+        for (std::size_t i = 0; i < n->count; ++i)
+            visit(n->bytes[i], n->children()[i]);
+        return;
+    }
+    const link* const children = static_cast<const window_node*>(at)->children();
+    for (std::size_t i = 0; i < at->window; ++i) {
+        if (children[i] != 0) visit(static_cast<std::uint8_t>(at->low + i), children[i]);
     }
 }
 
-/// The same node with more room.
-CMergeTable::node* CMergeTable::_Enlarge(const node* full) {
-    node* larger = nullptr;
-    switch (full->kind) {
-        case node_kind::four: {
-            const auto* const from = static_cast<const node4*>(full);
-            auto* const to = _New<node16>(full->depth);
-            std::copy_n(from->bytes, node4::room, to->bytes);
-            std::copy_n(from->its_children, node4::room, to->its_children);
-            larger = to;
-            break;
-        }
-        case node_kind::sixteen: {
-            const auto* const from = static_cast<const node16*>(full);
-            auto* const to = _New<node48>(full->depth);
-            std::copy_n(from->its_children, node16::room, to->children);
-            for (std::uint8_t i = 0; i < node16::room; ++i)
-                to->places[from->bytes[i]] = i + 1;
-            larger = to;
-            break;
-        }
-        default: {
-            const auto* const from = static_cast<const node48*>(full);
-            auto* const to = _New<node256>(full->depth);
-            for (std::size_t byte = 0; byte < 256; ++byte) {
-                if (from->places[byte] != 0) to->children[byte] = from->children[from->places[byte] - 1];
-            }
-            larger = to;
-            break;
-        }
-    }
+/// The same node, with room for `byte`.
+CMergeTable::node* CMergeTable::_Enlarge(const node* full, std::uint8_t byte) {
+    std::size_t count = 1;
+    std::uint8_t lowest = byte;
+    std::uint8_t highest = byte;
+    for_each_child(full, [&](std::uint8_t b, link) {
+        ++count;
+        lowest = std::min(lowest, b);
+        highest = std::max(highest, b);
+    });
+    node* const larger = _NewNode(full->depth, count, lowest, highest);
+    for_each_child(full, [&](std::uint8_t b, link child) { put_child(larger, b, child); });
     larger->end = full->end;
-    larger->count = full->count;
     return larger;
 }
 
-template <class Node>
-Node* CMergeTable::_New(std::uint32_t depth) {
-    Node* const made = new (arena_.Allocate(sizeof(Node))) Node{};
+/// A node for `count` children with bytes from `lowest` to `highest`.
+CMergeTable::node* CMergeTable::_NewNode(std::uint32_t depth, std::size_t count, std::uint8_t lowest,
+                                         std::uint8_t highest) {
+    std::size_t window = 16;
+    while (lowest / window != highest / window)
+        window *= 2;
+    const bool as_window = count > MOST_SEARCHED || (_IsInCache() && window <= 32) ||
+                           (count > SMALL_ROOM && window <= 4 * count);
+    const std::size_t room = as_window ? window : count <= SMALL_ROOM ? SMALL_ROOM : MOST_SEARCHED;
+    const std::size_t size = (as_window ? sizeof(window_node) : sizeof(small_node)) + room * sizeof(link);
+    auto* const made = static_cast<node*>(std::memset(arena_.Allocate(size), 0, size));
     made->depth = depth;
-    made->kind = Node::its_kind;
+    if (as_window) {
+        made->window = static_cast<std::uint16_t>(window);
+        made->low = static_cast<std::uint8_t>(lowest - lowest % window);
+    }
     return made;
 }
 
 /// A group in one piece: head, sizes of cells, key, and at the end, aligned, the sums. The sums move when the
 /// group is widened.
-merge_group* CMergeTable::_NewGroup(const merge_key& key, std::uint32_t columns) {
+merge_group* CMergeTable::_NewGroup(const merge_key& key) {
     const std::size_t sizes = (key_columns_ - 1) * sizeof(std::uint32_t);
     const std::size_t head = (sizeof(merge_group) + sizes + key.size + 7) & ~std::size_t{7};
-    const std::size_t sums = columns * sizeof(std::int64_t);
+    const std::size_t sums = key.columns * sizeof(std::int64_t);
     auto* const piece = static_cast<char*>(arena_.Allocate(head + sums));
     auto* const group = new (piece) merge_group{};
     group->sums = reinterpret_cast<std::int64_t*>(piece + head);
     std::memset(group->sums, 0, sums);
-    group->columns = columns;
+    group->columns = key.columns;
     group->key_size = key.size;
     std::copy_n(key.cell_sizes, key_columns_ - 1, reinterpret_cast<std::uint32_t*>(group + 1));
     std::copy_n(key.bytes, key.size, const_cast<char*>(group->key_bytes(key_columns_)));
@@ -301,35 +316,23 @@ void CMergeTable::Widen(merge_group* group, std::uint32_t columns) {
 
 /// Appends the links of a node's children so that the first in order is the last on the stack.
 void CMergeTable::_PushChildren(const node* at, std::vector<link>& stack) const {
-    switch (at->kind) {
-        case node_kind::four:
-        case node_kind::sixteen: {
-            const auto* const n = static_cast<const small_node*>(at);
-            std::uint8_t order[node16::room];
-            std::iota(order, order + n->count, std::uint8_t{0});
-            std::sort(order, order + n->count,
-                      [n](std::uint8_t a, std::uint8_t b) { return n->bytes[a] > n->bytes[b]; });
-            for (std::uint8_t i = 0; i < n->count; ++i) {
-                stack.push_back(n->children()[order[i]]);
-                prefetch(stack.back());
-            }
-            break;
-        }
-        case node_kind::forty_eight: {
-            const auto* const n = static_cast<const node48*>(at);
-            for (int byte = 255; byte >= 0; --byte) {
-                if (n->places[byte] != 0) stack.push_back(n->children[n->places[byte] - 1]);
-            }
-            break;
-        }
-        case node_kind::full: {
-            const auto* const n = static_cast<const node256*>(at);
-            for (int byte = 255; byte >= 0; --byte) {
-                if (n->children[byte] != 0) stack.push_back(n->children[byte]);
-            }
-            break;
+    const std::size_t first = stack.size();
+    if (at->window == 0) {
+        const auto* const n = static_cast<const small_node*>(at);
+        std::uint8_t order[MOST_SEARCHED];
+        std::iota(order, order + n->count, std::uint8_t{0});
+        std::sort(order, order + n->count,
+                  [n](std::uint8_t a, std::uint8_t b) { return n->bytes[a] > n->bytes[b]; });
+        for (std::uint8_t i = 0; i < n->count; ++i)
+            stack.push_back(n->children()[order[i]]);
+    } else {
+        const link* const children = static_cast<const window_node*>(at)->children();
+        for (std::size_t i = at->window; i-- != 0;) {
+            if (children[i] != 0) stack.push_back(children[i]);
         }
     }
+    for (std::size_t i = first; i < stack.size(); ++i)
+        prefetch(stack[i]);
     if (at->end != 0) stack.push_back(at->end);
 }
 

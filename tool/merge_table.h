@@ -26,9 +26,14 @@ struct merge_group {
 
 /// What a row brings to the table: the key, made of its first cells, and their sizes.
 struct merge_key {
+    /// Bytes behind a key that may be read, and mean nothing: keys are compared 16 bytes at a time.
+    static constexpr std::size_t readable_behind = 16;
+
     const char* bytes;
     std::uint32_t size;
+    std::uint32_t columns;  ///< summed columns of the row
     const std::uint32_t* cell_sizes;
+    merge_group* group;  ///< what `CMergeTable::Find` found
 };
 
 /// The groups of a run, ordered by key: bytes compare unsigned, and a key comes before those that it begins.
@@ -40,12 +45,12 @@ public:
     CMergeTable(const CMergeTable&) = delete;
     CMergeTable& operator=(const CMergeTable&) = delete;
 
-    /// Looks all `keys` up together, so that their cache misses overlap. `found` gets null for those that are
-    /// not in the table.
-    void Find(std::span<const merge_key> keys, merge_group** found) const;
+    /// Looks all `keys` up together, so that their cache misses overlap. The `group` of those that are not in
+    /// the table becomes null.
+    void Find(std::span<merge_key> keys) const;
 
-    /// The group of `key`, which is made if there is none, with sums of 0 for `columns`.
-    merge_group* FindOrInsert(const merge_key& key, std::uint32_t columns);
+    /// The group of `key`, which is made if there is none, with sums of 0 for the key's `columns`.
+    merge_group* FindOrInsert(const merge_key& key);
 
     /// Makes room for sums of `columns`, more than the group has; the new ones are 0.
     void Widen(merge_group* group, std::uint32_t columns);
@@ -56,10 +61,7 @@ public:
 private:
     struct node;
     struct small_node;
-    struct node4;
-    struct node16;
-    struct node48;
-    struct node256;
+    struct window_node;
     /// A node, or a group if the lowest bit is set; 0 for none.
     using link = std::uintptr_t;
 
@@ -68,15 +70,21 @@ private:
     static node* node_of(link at) { return reinterpret_cast<node*>(at); }
     static link* slot_of(node* at, const merge_key& key);
     static link any_child(node* at);
+    static link step(node* at, const merge_key& key);
     static void prefetch(link at);
+    static void put_child(node* at, std::uint8_t byte, link child);
+    template <class Visit>
+    static void for_each_child(const node* at, Visit visit);
 
-    template <class Node>
-    Node* _New(std::uint32_t depth);
-    merge_group* _NewGroup(const merge_key& key, std::uint32_t columns);
+    template <bool InCache>
+    void _Find(std::span<merge_key> keys) const;
+    bool _IsInCache() const;
+    node* _NewNode(std::uint32_t depth, std::size_t count, std::uint8_t lowest, std::uint8_t highest);
+    merge_group* _NewGroup(const merge_key& key);
     bool _Matches(const merge_key& key, const merge_group& group) const;
     void _Insert(const merge_key& key, const merge_group& nearest, link added);
     void _AddChild(link* slot, int byte, link child);
-    node* _Enlarge(const node* full);
+    node* _Enlarge(const node* full, std::uint8_t byte);
     void _PushChildren(const node* at, std::vector<link>& stack) const;
 
     std::uint32_t key_columns_;

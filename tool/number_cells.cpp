@@ -14,6 +14,7 @@
 
 #include <immintrin.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string_view>
 
@@ -78,55 +79,68 @@ void number_cells::one_by_one(const Orlo::csv_row_view& row, std::size_t first, 
 
 namespace {
 
-/// Four 8-byte words, from four places.
-[[gnu::target("avx2"), gnu::always_inline]] inline __m256i load_four(const void* a, const void* b,
-                                                                     const void* c, const void* d) {
-    std::int64_t words[4];
-    std::memcpy(&words[0], a, 8);
-    std::memcpy(&words[1], b, 8);
-    std::memcpy(&words[2], c, 8);
-    std::memcpy(&words[3], d, 8);
+/// The first eight bytes of the cells 0, 2, 1 and 3: the order in which `lengths_of` has their lengths.
+[[gnu::target("avx2"), gnu::always_inline]] inline __m256i texts_of(const char* base,
+                                                                    const Orlo::csv_cell* cell) {
+    long long words[4];
+    std::memcpy(&words[0], base + cell[0].begin, 8);
+    std::memcpy(&words[1], base + cell[2].begin, 8);
+    std::memcpy(&words[2], base + cell[1].begin, 8);
+    std::memcpy(&words[3], base + cell[3].begin, 8);
     return _mm256_set_epi64x(words[3], words[2], words[1], words[0]);
+}
+
+[[gnu::target("avx2"), gnu::always_inline]] inline __m256i lengths_of(const Orlo::csv_cell* cell) {
+    const __m256i low = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(cell));
+    const __m256i high = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(cell + 2));
+    return _mm256_unpackhi_epi64(low, high);
+}
+
+/// Writes the numbers of all cells up to the first four of which one needs the slow road; returns these.
+[[gnu::target("avx2"), gnu::always_inline]] inline const Orlo::csv_cell* plain_fours(
+    const char* base, const Orlo::csv_cell* cell, const Orlo::csv_cell* end, std::int64_t*& numbers) {
+    const __m256i zeros = _mm256_set1_epi8('0');
+    for (; cell < end; cell += 4, numbers += 4) {
+        const __m256i text = texts_of(base, cell);
+        const __m256i first_byte = _mm256_and_si256(text, _mm256_set1_epi64x(0xFF));
+        const __m256i minus = _mm256_cmpeq_epi64(first_byte, _mm256_set1_epi64x('-'));
+        const __m256i sign_bits = _mm256_and_si256(minus, _mm256_set1_epi64x(8));
+        const __m256i digit_bits = _mm256_sub_epi64(_mm256_slli_epi64(lengths_of(cell), 3), sign_bits);
+        const __m256i unused_bits = _mm256_sub_epi64(_mm256_set1_epi64x(64), digit_bits);
+
+        // Shifts by 64 and more, or by less than 0, give 0. So an empty cell becomes all "0"; one of more
+        // than eight characters, or an empty one in front of a "-", gets zero bytes, which are no digits.
+        const __m256i digits = _mm256_sllv_epi64(_mm256_srlv_epi64(text, sign_bits), unused_bits);
+        const __m256i word = _mm256_or_si256(digits, _mm256_srlv_epi64(zeros, digit_bits));
+        const __m256i values = _mm256_xor_si256(word, zeros);
+        const __m256i above_nine = _mm256_subs_epu8(values, _mm256_set1_epi8(9));
+        if (!_mm256_testz_si256(above_nine, above_nine)) return cell;
+        const __m256i pairs = _mm256_maddubs_epi16(values, _mm256_set1_epi16(1 << 8 | 10));
+        const __m256i fours = _mm256_madd_epi16(pairs, _mm256_set1_epi32(1 << 16 | 100));
+        const __m256i sum = _mm256_add_epi64(_mm256_mul_epu32(fours, _mm256_set1_epi64x(10000)),
+                                             _mm256_srli_epi64(fours, 32));
+        const __m256i result = _mm256_sub_epi64(_mm256_xor_si256(sum, minus), minus);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(numbers), _mm256_permute4x64_epi64(result, 0xD8));
+    }
+    return end;
+}
+
+[[gnu::noinline]] void few_one_by_one(const char* base, const Orlo::csv_cell* cell, std::ptrdiff_t count,
+                                      std::int64_t* numbers) {
+    for (std::ptrdiff_t i = 0; i < count; ++i)
+        numbers[i] = number_of({base + cell[i].begin, cell[i].length});
 }
 
 }  // namespace
 
 [[gnu::target("avx2")]] void number_cells::by_fours(const Orlo::csv_row_view& row, std::size_t first,
                                                     std::int64_t* numbers) {
-    const char* const base = row.base();
     const Orlo::csv_cell* const end = row.cells() + row.size();
-    const __m256i zeros = _mm256_set1_epi8('0');
-    for (const Orlo::csv_cell* cell = row.cells() + first; cell < end; cell += 4, numbers += 4) {
-        const __m256i text =
-            load_four(base + cell[0].begin, base + cell[1].begin, base + cell[2].begin, base + cell[3].begin);
-        const __m256i length = load_four(&cell[0].length, &cell[1].length, &cell[2].length, &cell[3].length);
-
-        const __m256i first_byte = _mm256_and_si256(text, _mm256_set1_epi64x(0xFF));
-        const __m256i minus = _mm256_andnot_si256(_mm256_cmpeq_epi64(length, _mm256_setzero_si256()),
-                                                  _mm256_cmpeq_epi64(first_byte, _mm256_set1_epi64x('-')));
-        const __m256i sign_bits = _mm256_and_si256(minus, _mm256_set1_epi64x(8));
-        const __m256i digit_bits = _mm256_sub_epi64(_mm256_slli_epi64(length, 3), sign_bits);
-        const __m256i unused_bits = _mm256_sub_epi64(_mm256_set1_epi64x(64), digit_bits);
-
-        // shifts by 64 and more give 0, so a cell without digits becomes all "0", and one too long no digits
-        const __m256i digits = _mm256_sllv_epi64(_mm256_srlv_epi64(text, sign_bits), unused_bits);
-        const __m256i word = _mm256_or_si256(digits, _mm256_srlv_epi64(zeros, digit_bits));
-        const __m256i values = _mm256_sub_epi8(word, zeros);
-        const __m256i nine = _mm256_set1_epi8(9);
-        const __m256i is_digit = _mm256_cmpeq_epi8(_mm256_max_epu8(values, nine), nine);
-        const __m256i too_long = _mm256_cmpgt_epi64(length, _mm256_set1_epi64x(8));
-        if (_mm256_movemask_epi8(_mm256_andnot_si256(too_long, is_digit)) != -1) {
-            for (std::size_t i = 0; i < 4 && cell + i < end; ++i) {
-                numbers[i] = number_of({base + cell[i].begin, cell[i].length});
-            }
-            continue;
-        }
-        const __m256i pairs = _mm256_maddubs_epi16(values, _mm256_set1_epi16(1 << 8 | 10));
-        const __m256i fours = _mm256_madd_epi16(pairs, _mm256_set1_epi32(1 << 16 | 100));
-        const __m256i sum = _mm256_add_epi64(_mm256_mul_epu32(fours, _mm256_set1_epi64x(10000)),
-                                             _mm256_srli_epi64(fours, 32));
-        const __m256i result = _mm256_sub_epi64(_mm256_xor_si256(sum, minus), minus);
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(numbers), result);
+    const Orlo::csv_cell* cell = row.cells() + first;
+    while ((cell = plain_fours(row.base(), cell, end, numbers)) < end) {
+        few_one_by_one(row.base(), cell, std::min<std::ptrdiff_t>(end - cell, 4), numbers);
+        cell += 4;
+        numbers += 4;
     }
 }
 

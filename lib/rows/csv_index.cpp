@@ -14,13 +14,13 @@ namespace Orlo::IMPL {
 namespace {
 
 struct word_pair {
-    std::uint64_t specials;
+    std::uint64_t delimiters;
     std::uint64_t stops;
 };
 
 using build_words = void (*)(const char*, std::size_t, const csv_marks&, std::uint64_t*, std::uint64_t*);
 
-void build_sse2(const char* text, std::size_t count, const csv_marks& marks, std::uint64_t* specials,
+void build_sse2(const char* text, std::size_t count, const csv_marks& marks, std::uint64_t* delimiters,
                 std::uint64_t* stops) {
     const __m128i quote = _mm_set1_epi8(marks.quote);
     const __m128i delimiter = _mm_set1_epi8(marks.delimiter);
@@ -35,15 +35,15 @@ void build_sse2(const char* text, std::size_t count, const csv_marks& marks, std
             const auto found_stops = static_cast<std::uint32_t>(_mm_movemask_epi8(is_stop));
             const auto found_delimiters = static_cast<std::uint32_t>(_mm_movemask_epi8(is_delimiter));
             pair.stops |= std::uint64_t{found_stops} << (16 * part);
-            pair.specials |= std::uint64_t{found_stops | found_delimiters} << (16 * part);
+            pair.delimiters |= std::uint64_t{found_delimiters} << (16 * part);
         }
-        specials[word] = pair.specials;
+        delimiters[word] = pair.delimiters;
         stops[word] = pair.stops;
     }
 }
 
 __attribute__((target("avx2"))) void build_avx2(const char* text, std::size_t count, const csv_marks& marks,
-                                                std::uint64_t* specials, std::uint64_t* stops) {
+                                                std::uint64_t* delimiters, std::uint64_t* stops) {
     const __m256i quote = _mm256_set1_epi8(marks.quote);
     const __m256i delimiter = _mm256_set1_epi8(marks.delimiter);
     const __m256i line_end = _mm256_set1_epi8(marks.line_end);
@@ -57,9 +57,9 @@ __attribute__((target("avx2"))) void build_avx2(const char* text, std::size_t co
             const auto found_stops = static_cast<std::uint32_t>(_mm256_movemask_epi8(is_stop));
             const auto found_delimiters = static_cast<std::uint32_t>(_mm256_movemask_epi8(is_delimiter));
             pair.stops |= std::uint64_t{found_stops} << (32 * part);
-            pair.specials |= std::uint64_t{found_stops | found_delimiters} << (32 * part);
+            pair.delimiters |= std::uint64_t{found_delimiters} << (32 * part);
         }
-        specials[word] = pair.specials;
+        delimiters[word] = pair.delimiters;
         stops[word] = pair.stops;
     }
 }
@@ -70,15 +70,15 @@ void csv_index::build(const char* text, std::size_t size, const csv_marks& marks
     static const build_words fill = __builtin_cpu_supports("avx2") ? build_avx2 : build_sse2;
 
     const std::size_t whole = size / 64;
-    fill(text, whole, marks, specials_.data(), stops_.data());
+    fill(text, whole, marks, delimiters_.data(), stops_.data());
     const std::size_t rest = size % 64;
     if (rest == 0) return;
 
     char padded[64] = {};
     std::memcpy(padded, text + whole * 64, rest);
-    fill(padded, 1, marks, &specials_[whole], &stops_[whole]);
+    fill(padded, 1, marks, &delimiters_[whole], &stops_[whole]);
     const std::uint64_t inside = (std::uint64_t{1} << rest) - 1;
-    specials_[whole] &= inside;
+    delimiters_[whole] &= inside;
     stops_[whole] &= inside;
 }
 

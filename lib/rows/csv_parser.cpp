@@ -1,5 +1,9 @@
 // Rows from blocks of bytes.
 //
+// The scanner finds the rows of some stretch of the buffer at once, and a call hands out the next one. Only
+// when none is left does it go on, and only when it has used up the bytes is the source asked for more: so
+// each failure comes in its row's turn, and nothing is read before a row needs it.
+//
 // The bytes of the row being read lie in one piece: when a block is used up in the middle of a row, what
 // there is of the row is moved to the front of the buffer and the next block is read behind it. The scanner
 // keeps offsets only and goes on where it stopped. So a finished row can be looked at in place, and the
@@ -7,7 +11,8 @@
 //
 // The quota is checked before each byte but for one that is not there: a row may take quota + 1 bytes, and
 // the failure comes with the next one, before it is read from the source, but after the source was asked for
-// its end. That is what `limit` in `_FindRow` does for both scanners.
+// its end. That is what `limit` in `_FindRow` does. It is the open row's limit; the rows behind it, which
+// are scanned up to there as well, have theirs further on.
 
 #include "orlo/rows/csv_parser.h"
 
@@ -41,12 +46,18 @@ constexpr failure<csvExp> UNCLOSED_FIELD = {{
 
 /// Makes each doubled quote in `text` one; returns the length that is left.
 std::size_t single_quotes(char* text, std::size_t length, char quote) {
-    std::size_t to = 0;
-    for (std::size_t from = 0; from < length; ++from) {
-        text[to++] = text[from];
-        if (text[from] == quote) ++from;
+    const char* from = text;
+    const char* const end = text + length;
+    char* to = text;
+    while (from < end) {
+        const void* const found = std::memchr(from, quote, static_cast<std::size_t>(end - from));
+        const char* const behind = found != nullptr ? static_cast<const char*>(found) + 1 : end;
+        const auto size = static_cast<std::size_t>(behind - from);
+        std::memmove(to, from, size);
+        to += size;
+        from = behind + 1;
     }
-    return to;
+    return static_cast<std::size_t>(to - text);
 }
 
 void single_quotes(stringEx& text, char quote) {
@@ -94,91 +105,113 @@ void CCsvParser::_Start(char delimiter, char quote, const stringEx& line_end) {
     delimiter_ = delimiter;
     quote_ = quote;
     line_end_ = line_end.empty() ? "\n"_lit : line_end;
-    line_end_rest_ = line_end_.size() - 1;
     row_count_ = 0;
-    position_ = row_begin_ = 0;
-    scanner_->set_marks({quote, delimiter, line_end_[0]});
+    scanner_->set_marks({quote, delimiter, line_end_[0]}, line_end_.size() - 1);
+}
+
+void CCsvParser::SetRowQuota(std::uint64_t quota) noexcept {
+    if (quota == row_quota_) return;
+    row_quota_ = quota;
+    scanner_->scan_again();
+}
+
+/// The short way to a row that waits in the scanner, which nearly all rows take.
+inline CCsvParser::outcome CCsvParser::_NextRow() {
+    if (!scanner_->take_row()) [[unlikely]] {
+        const outcome what = _FindRow();
+        if (what != outcome::row) return what;
+    }
+    ++row_count_;
+    if (scanner_->row_end() > buffer_->size()) [[unlikely]]
+        _SkipLineEndRest();
+    return outcome::row;
 }
 
 bool CCsvParser::GetNextRow(row_cells& row) {
-    const outcome what = _FindRow();
+    const outcome what = _NextRow();
+    if (what == outcome::end) {
+        row.clear();
+        return false;
+    }
     const std::span<const csv_cell> cells = scanner_->cells();
-    const char* const base = text_of(*buffer_) + row_begin_;
+    const char* const base = text_of(*buffer_);
     row.resize(cells.size());
     for (std::size_t i = 0; i < cells.size(); ++i)
         row[i].assign({base + cells[i].begin, cells[i].length});
-    for (const std::size_t i : scanner_->doubled_cells())
-        single_quotes(row[i], quote_);
-    if (what != outcome::row && what != outcome::end) _Raise(what);
-    return what == outcome::row;
+    for (const std::size_t number : scanner_->doubled_cells())
+        single_quotes(row[number - scanner_->first_cell()], quote_);
+    if (what != outcome::row) _Raise(what);
+    return true;
 }
 
 bool CCsvParser::GetNextRow(csv_row_view& row) {
-    const outcome what = _FindRow();
-    if (what != outcome::row) {
+    const outcome what = _NextRow();
+    if (what != outcome::row) [[unlikely]] {
         row = {};
         if (what != outcome::end) _Raise(what);
         return false;
     }
-    const std::span<csv_cell> cells = scanner_->cells();
-    std::fill_n(cells.data() + cells.size(), csv_row_view::spare_cells, csv_cell{0, 0});
+    if (buffer_ != &own_buffer_) [[unlikely]]
+        _RowToOwnBuffer();
+    if (scanner_->any_doubled()) [[unlikely]]
+        _SingleQuotes();
+    const std::span<const csv_cell> cells = scanner_->cells();
     row.cells_ = cells.data();
     row.count_ = cells.size();
-    row.base_ = text_of(own_buffer_) + row_begin_;
-    if (buffer_ != &own_buffer_ || !scanner_->doubled_cells().empty()) {
-        char* const base = _RowInOwnBuffer();
-        row.base_ = base;
-        for (const std::size_t i : scanner_->doubled_cells()) {
-            cells[i].length = single_quotes(base + cells[i].begin, cells[i].length, quote_);
-        }
-    }
+    row.base_ = text_of(own_buffer_);
     return true;
 }
 
-/// The bytes of the finished row where they may be written to: a text in memory is the caller's, so its row
-/// is copied.
-char* CCsvParser::_RowInOwnBuffer() {
-    if (buffer_ == &own_buffer_) return reinterpret_cast<char*>(own_buffer_.mutable_data()) + row_begin_;
-    const std::size_t size = position_ - row_begin_;
+/// Copies the row to where it may be written to, and read behind: a text in memory is the caller's.
+void CCsvParser::_RowToOwnBuffer() {
+    const std::size_t begin = scanner_->row_begin();
+    const std::size_t size = scanner_->row_end() - begin;
     own_buffer_.assign_reserve(size + csv_row_view::readable_behind);
-    std::memcpy(own_buffer_.mutable_data(), buffer_->data() + row_begin_, size);
-    return reinterpret_cast<char*>(own_buffer_.mutable_data());
+    std::memcpy(own_buffer_.mutable_data(), buffer_->data() + begin, size);
+    for (csv_cell& cell : scanner_->cells())
+        cell.begin -= begin;
+}
+
+void CCsvParser::_SingleQuotes() {
+    char* const base = reinterpret_cast<char*>(own_buffer_.mutable_data());
+    const std::span<csv_cell> cells = scanner_->cells();
+    for (const std::size_t number : scanner_->doubled_cells()) {
+        csv_cell& cell = cells[number - scanner_->first_cell()];
+        cell.length = single_quotes(base + cell.begin, cell.length, quote_);
+    }
 }
 
 CCsvParser::outcome CCsvParser::_FindRow() {
-    scanner_->start_row();
-    row_begin_ = position_;
-    const std::uint64_t most = row_quota_ == UINT64_MAX ? row_quota_ : row_quota_ + 1;
-    for (;;) {
-        const std::uint64_t available = buffer_->size() - row_begin_;
+    do {
+        const std::uint64_t begin = scanner_->open_row_begin();
+        const std::uint64_t available = buffer_->size() - begin;
+        const std::uint64_t most = row_quota_ == UINT64_MAX ? row_quota_ : row_quota_ + 1;
         const std::uint64_t limit = std::min(available, most);
-        const auto stopped = scanner_->scan(text_of(*buffer_) + row_begin_, limit);
-        position_ = row_begin_ + scanner_->position();
-        switch (stopped) {
-            case IMPL::csv_scanner::stop::row:
-                if (line_end_rest_ <= buffer_->size() - position_) {
-                    position_ += line_end_rest_;
-                } else {
-                    _SkipLineEndRest();
-                }
-                ++row_count_;
-                return outcome::row;
+        switch (scanner_->scan(text_of(*buffer_), begin + limit)) {
+            case IMPL::csv_scanner::stop::rows:
+                continue;
             case IMPL::csv_scanner::stop::fail:
+                scanner_->take_open_row();
                 return outcome::bad_quoting;
             case IMPL::csv_scanner::stop::used_up:
                 break;
         }
         if (limit == available && (!source_ || source_->IsEof())) return _EndOfInput();
-        if (limit > row_quota_) return outcome::over_quota;
-        if (!_Refill()) return _EndOfInput();
-    }
+        if (limit > row_quota_) {
+            scanner_->take_open_row();
+            return outcome::over_quota;
+        }
+        if (!_Refill(begin)) return _EndOfInput();
+    } while (!scanner_->take_row());
+    return outcome::row;
 }
 
 CCsvParser::outcome CCsvParser::_EndOfInput() {
+    outcome what = outcome::row;
     switch (scanner_->state()) {
         case IMPL::csv_state::field_start:
             // only a delimiter leads back here within a row
-            if (scanner_->position() == 0) return outcome::end;
+            if (scanner_->position() == scanner_->open_row_begin()) return outcome::end;
             scanner_->push_empty_cell();
             break;
         case IMPL::csv_state::plain:
@@ -186,33 +219,32 @@ CCsvParser::outcome CCsvParser::_EndOfInput() {
             scanner_->push_open_cell();
             break;
         case IMPL::csv_state::quoted:
-            return outcome::unclosed;
+            what = outcome::unclosed;
+            break;
     }
-    ++row_count_;
-    return outcome::row;
+    scanner_->take_open_row();
+    if (what == outcome::row) scanner_->open_row_at(scanner_->row_end());
+    return what;
 }
 
 /// Goes over the line end's further characters, which are not looked at, from block to block.
 void CCsvParser::_SkipLineEndRest() {
-    std::uint64_t left = line_end_rest_;
-    for (;;) {
-        const std::uint64_t step = std::min(left, buffer_->size() - position_);
-        position_ += step;
-        left -= step;
-        if (left == 0 || !source_ || source_->IsEof() || !_Refill()) return;
+    while (scanner_->row_end() > buffer_->size()) {
+        if (!source_ || source_->IsEof() || !_Refill(scanner_->row_begin())) {
+            scanner_->open_row_at(buffer_->size());
+            return;
+        }
     }
 }
 
-/// Reads the next block behind what the buffer holds of the row. False at the end of the source.
-bool CCsvParser::_Refill() {
-    const std::size_t kept = own_buffer_.size() - row_begin_;
+/// Reads the next block behind what the buffer holds from `keep_from` on. False at the end of the source.
+bool CCsvParser::_Refill(std::uint64_t keep_from) {
+    const std::size_t kept = own_buffer_.size() - keep_from;
     own_buffer_.reserve_for_write(kept + block_size_ + csv_row_view::readable_behind);
     unsigned char* const data = own_buffer_.mutable_data();
-    std::memmove(data, data + row_begin_, kept);
-    position_ -= row_begin_;
-    row_begin_ = 0;
+    std::memmove(data, data + keep_from, kept);
     own_buffer_.set_size(kept);
-    scanner_->forget_bytes();
+    scanner_->forget_front(keep_from);
 
     const std::size_t got = source_->Read(data + kept, block_size_);
     own_buffer_.set_size(kept + got);
@@ -224,11 +256,11 @@ void CCsvParser::_Raise(outcome what) {
 
     const bool unclosed = what == outcome::unclosed;
     const csv_cell cell = unclosed ? scanner_->open_cell() : scanner_->cells().back();
-    stringEx content(text_of(*buffer_) + row_begin_ + cell.begin, cell.length);
+    stringEx content(text_of(*buffer_) + cell.begin, cell.length);
     if (scanner_->open_cell_doubled()) single_quotes(content, quote_);
     if (unclosed) UNCLOSED_FIELD.raise({content});
 
-    const char found = text_of(*buffer_)[position_ - 1];
+    const char found = text_of(*buffer_)[scanner_->position() - 1];
     stringEx found_text(&found, 1);
     found_text.append_format(16, " (%#x)", static_cast<unsigned>(int{found}));
     BAD_QUOTING.raise({found_text, std::string_view(&delimiter_, 1), content});

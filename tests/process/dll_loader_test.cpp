@@ -13,12 +13,6 @@ namespace {
 using namespace Orlo;
 using namespace testing_support;
 
-std::string loading_text(const std::string& path, const std::string& hex, const std::string& tried) {
-    return "CDllLoader::CDllLoader - error loading dynamic library\n  dll path       = " + path +
-           "\n  path hex code  = " + hex + "\n  sys error desc = " + tried +
-           ": cannot open shared object file: No such file or directory";
-}
-
 TEST(dll_loader, tries_the_base_name_behind_lib_second) {
     const CDllLoader math("m.so.6"_lit);
     const auto floor = reinterpret_cast<double (*)(double)>(math.GetProc("floor"_lit));
@@ -29,34 +23,25 @@ TEST(dll_loader, tries_the_base_name_behind_lib_second) {
 }
 
 TEST(dll_loader, a_library_that_is_not_there) {
-    struct {
-        const char* name;
-        const char* hex;
-        const char* last_tried;
-    } const rows[] = {
-        {"/no/such/lib.so", "2F6E6F2F737563682F6C69622E736F", "/no/such/lib.so"},
-        {"./no.so", "2E2F6E6F2E736F", "./no.so"},
-        {"libno_such.so", "6C69626E6F5F737563682E736F", "libno_such.so"},
-        {"no_such.so", "6E6F5F737563682E736F", "libno_such.so"},
-        {"n\xC3\xA9.so", "6EC3A92E736F", "libn\xC3\xA9.so"},
+    constexpr auto missing = ": cannot open shared object file: No such file or directory";
+    const struct {
+        std::string name, hex, error;
+    } rows[] = {
+        {"./no.so", "2E2F6E6F2E736F", std::string("./no.so") + missing},
+        {"libno_such.so", "6C69626E6F5F737563682E736F", std::string("libno_such.so") + missing},
+        {"n\xC3\xA9.so", "6EC3A92E736F", std::string("libn\xC3\xA9.so") + missing},
+        {{"libm.so.6\0x", 11}, "6C69626D2E736F2E360078", "unknwon system error"},
     };
-    for (const auto& row : rows) {
-        EXPECT_FAILURE(CDllLoader(stringEx(row.name)), dlllExp, 1,
-                       loading_text(row.name, row.hex, row.last_tried));
-    }
-    EXPECT_FAILURE(CDllLoader(L"n\u00E9.so"_lit), dlllExp, 1,
-                   loading_text("n\xC3\xA9.so", "6EC3A92E736F", "libn\xC3\xA9.so"));
+    const auto text = [](const auto& row) {
+        return "CDllLoader::CDllLoader - error loading dynamic library\n  dll path       = " + row.name +
+               "\n  path hex code  = " + row.hex + "\n  sys error desc = " + row.error;
+    };
+    for (const auto& row : rows)
+        EXPECT_FAILURE(CDllLoader(stringEx(row.name)), dlllExp, 1, text(row));
+    EXPECT_FAILURE(CDllLoader(L"n\u00E9.so"_lit), dlllExp, 1, text(rows[2]));
 }
 
-TEST(dll_loader, a_name_with_a_zero_byte_is_not_the_shorter_name) {
-    const std::string name("libm.so.6\0x", 11);
-    EXPECT_FAILURE(CDllLoader(stringEx(name)), dlllExp, 1,
-                   "CDllLoader::CDllLoader - error loading dynamic library\n  dll path       = " + name +
-                       "\n  path hex code  = 6C69626D2E736F2E360078\n"
-                       "  sys error desc = unknwon system error");
-}
-
-TEST(dll_loader, a_symbol_that_is_not_there) {
+TEST(dll_loader, a_symbol_that_is_not_there_and_a_failed_release) {
     const CDllLoader math("libm.so.6"_lit);
     void* const handle = dlopen("libm.so.6", RTLD_LAZY);
     dlsym(handle, "no_such_symbol");
@@ -66,21 +51,16 @@ TEST(dll_loader, a_symbol_that_is_not_there) {
                    "CDllLoader::GetProc - error get the address of specific proc\n"
                    "  proc name      = no_such_symbol\n  sys error desc = " +
                        error);
-}
-
-TEST(dll_loader, a_failed_release_is_told_unless_an_exception_is_in_flight) {
     const faults::clean_slate slate;
-    faults::fail_next("dlclose", 0);
-    EXPECT_FAILURE(CDllLoader("libm.so.6"_lit), dlllExp, 2,
+    const auto release = [](bool in_flight) {
+        const CDllLoader loader("libm.so.6"_lit);
+        faults::fail_next("dlclose", 0);
+        if (in_flight) throw 1;
+    };
+    EXPECT_FAILURE(release(false), dlllExp, 2,
                    "CDllLoader::~CDllLoader - error release dynamic library\n"
                    "  sys error desc = unknwon system error");
-    faults::fail_next("dlclose", 0);
-    EXPECT_THROW(
-        {
-            const CDllLoader math("libm.so.6"_lit);
-            throw 1;
-        },
-        int);
+    EXPECT_THROW(release(true), int);
 }
 
 }  // namespace

@@ -177,23 +177,41 @@ TEST(CsvParser, AgreesOnLongRandomTexts) {
     }
 }
 
-// The two scanners give the same cells and stop alike, wherever the bytes are cut.
+/// What a scanner tells of `text`, scanned up to each of `limits` in turn: the rows' cells, where it stands
+/// when there are no rows to take, and how it stopped.
+std::string scan_all(IMPL::csv_scanner& scanner, const std::string& text,
+                     std::initializer_list<std::size_t> limits) {
+    using stop = IMPL::csv_scanner::stop;
+    std::string told;
+    for (const std::size_t limit : limits) {
+        stop stopped = stop::rows;
+        while (stopped == stop::rows) {
+            stopped = scanner.scan(text.data(), limit);
+            while (scanner.take_row()) {
+                for (const csv_cell& cell : scanner.cells())
+                    told += std::to_string(cell.begin) + '+' + std::to_string(cell.length) + ' ';
+                told += "doubled " + std::to_string(scanner.doubled_cells().size()) + " next " +
+                        std::to_string(scanner.row_end()) + '\n';
+            }
+        }
+        told += std::to_string(scanner.position());
+        if (stopped == stop::fail) return told + " failed";
+        told += " in state " + std::to_string(static_cast<int>(scanner.state())) + '\n';
+    }
+    return told;
+}
+
+// The two scanners give the same rows and stop alike, wherever the bytes are cut.
 TEST(CsvScanner, PlainAndFastAgreeAtEveryCut) {
-    for_all_texts("\",\ra", 6, [](const std::string& text, std::size_t) {
+    for_all_texts("\",\ra", 6, [](const std::string& text, std::size_t number) {
         for (std::size_t cut = 0; cut <= text.size(); ++cut) {
             IMPL::csv_scanner fast;
             IMPL::csv_scanner plain;
             for (IMPL::csv_scanner* scanner : {&fast, &plain})
-                scanner->set_marks({'"', ',', '\r'});
+                scanner->set_marks({'"', ',', '\r'}, number % 3);
             plain.use_plain();
-            for (const std::size_t limit : {cut, text.size()}) {
-                const auto stopped = fast.scan(text.data(), limit);
-                ASSERT_EQ(stopped, plain.scan(text.data(), limit)) << printable(text) << ' ' << cut;
-                ASSERT_EQ(fast.position(), plain.position()) << printable(text) << ' ' << cut;
-                ASSERT_EQ(fast.cells().size(), plain.cells().size()) << printable(text) << ' ' << cut;
-                if (stopped != IMPL::csv_scanner::stop::used_up) break;
-                ASSERT_EQ(fast.state(), plain.state()) << printable(text) << ' ' << cut;
-            }
+            ASSERT_EQ(scan_all(fast, text, {cut, text.size()}), scan_all(plain, text, {cut, text.size()}))
+                << printable(text) << ' ' << cut;
         }
     });
 }
@@ -213,6 +231,47 @@ TEST(CsvParser, RowsOfTheQuotaPassAndOneMoreFails) {
         const std::string text = std::string(r.length, 'x') + r.behind;
         EXPECT_EQ(read_source(text, {}, 8192, reading::views).failure, r.passes ? "" : "quota") << r.length;
         EXPECT_EQ(read_memory(text, {}, reading::owned_cells).failure, r.passes ? "" : "quota") << r.length;
+    }
+}
+
+// Rows that wait in the scanner were found under the quota of before.
+TEST(CsvParser, ANewQuotaHoldsFromTheNextRowOn) {
+    struct row {
+        std::uint64_t before, after;
+        const char* second;  ///< none if it fails
+    };
+    // the second row takes nine bytes with its line end's first
+    const row rows[] = {{100, 8, "q\"bbb"}, {100, 7, nullptr}, {5, 100, "q\"bbb"}, {5, 5, nullptr}};
+    for (const row& r : rows) {
+        const auto source = shared_ptr<block_source>::make("\"\"\"\"\r\n\"q\"\"bbb\"\r\ncc\r\n");
+        CCsvParser parser;
+        parser.Attach(source);
+        parser.SetRowQuota(r.before);
+        csv_row_view view;
+        ASSERT_TRUE(parser.GetNextRow(view));
+        parser.SetRowQuota(r.after);
+        EXPECT_EQ(view[0], "\"") << "the row lives until the next is read";
+        if (r.second == nullptr) {
+            EXPECT_THROW(parser.GetNextRow(view), csvExp) << r.after;
+            continue;
+        }
+        ASSERT_TRUE(parser.GetNextRow(view));
+        EXPECT_EQ(view[0], r.second);
+        ASSERT_TRUE(parser.GetNextRow(view));
+        EXPECT_EQ(view[0], "cc");
+        EXPECT_EQ(source->reads, 1);
+    }
+}
+
+// A block is read by the row that needs its bytes, be it only for the rest of its line end.
+TEST(CsvParser, ReadsNoBlockBeforeARowNeedsIt) {
+    const auto source = shared_ptr<block_source>::make("a\r\nb\r\ncc\r\nd");
+    CCsvParser parser;
+    parser.Attach(source, ',', '"', "\r\n"_lit, 5);
+    csv_row_view view;
+    for (const int reads : {1, 2, 2, 3}) {
+        ASSERT_TRUE(parser.GetNextRow(view));
+        EXPECT_EQ(source->reads, reads) << view[0];
     }
 }
 

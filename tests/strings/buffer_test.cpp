@@ -5,46 +5,28 @@
 #include <iomanip>
 #include <random>
 #include <sstream>
-#include <string>
 #include <thread>
+#include <tuple>
 
 #include "strings/buffer_realloc.h"
+#include "strings/twins.h"
 
-namespace Orlo {
+using namespace Orlo;
+
 namespace {
 
 template <class T>
-class BufferStates : public testing::Test {
-public:
-    static basic_buffer<T> text(std::string_view ascii) {
-        std::basic_string<T> wide(ascii.begin(), ascii.end());
-        return basic_buffer<T>(wide.data(), wide.size());
-    }
-};
+struct BufferStates : testing::Test {};
 using AllUnits = testing::Types<char, wchar_t, unsigned char>;
 TYPED_TEST_SUITE(BufferStates, AllUnits);
 
-/// Every state a text can be in, each holding the same text "abcdef".
-template <class T>
-std::vector<basic_buffer<T>> in_every_state(const basic_buffer<T>& original,
-                                            std::vector<basic_buffer<T>>& others) {
-    std::vector<basic_buffer<T>> states;
-    states.push_back(basic_buffer<T>::borrow(original.view()));
-    states.emplace_back(original.view());
-    states.push_back(original);
-    others.push_back(original);
-    states.emplace_back(original.view());
-    states.back().reserve_for_write(200);
-    return states;
-}
+}  // namespace
 
-// Copy, change either side by every modifying operation, compare: the other side never sees it.
+// Every modifying operation, on a text alone and on a copy of one in each state, which never sees it.
 TYPED_TEST(BufferStates, AChangeIsNeverSeenByACopy) {
     using buffer = basic_buffer<TypeParam>;
-    const buffer original = this->text("abcdef");
-    const buffer more = this->text("XY");
-    using change = void (*)(buffer&, const buffer&);
-    const std::pair<change, const char*> changes[] = {
+    const buffer more = twin<TypeParam>("XY"), roomy = twin<TypeParam>("abcdef"), text(roomy.view());
+    const std::pair<void (*)(buffer&, const buffer&), const char*> changes[] = {
         {[](buffer& b, const buffer& m) { b.append(m); }, "abcdefXY"},
         {[](buffer& b, const buffer& m) { b.append(m[0]); }, "abcdefX"},
         {[](buffer& b, const buffer& m) { b.at(0) = m[0]; }, "Xbcdef"},
@@ -59,103 +41,58 @@ TYPED_TEST(BufferStates, AChangeIsNeverSeenByACopy) {
         {[](buffer& b, const buffer& m) { b.assign_reserve(9), b.append(m); }, "XY"},
         {[](buffer& b, const buffer&) { b.reserve_for_write(1000); }, "abcdef"},
     };
-    for (const auto& [apply, expected] : changes) {
-        std::vector<buffer> others;
-        for (const buffer& state : in_every_state(original, others)) {
-            buffer changed = state;
-            const buffer kept = changed;
-            apply(changed, more);
-            EXPECT_TRUE(changed == this->text(expected)) << expected;
-            EXPECT_TRUE(kept == original) << expected;
-            EXPECT_TRUE(state == original) << expected;
-            if constexpr (buffer::is_text) {
-                if (!changed.is_borrowed()) {
-                    EXPECT_EQ(changed.data()[changed.size()], TypeParam{}) << expected;
-                }
-            }
+    for (const auto& [change, expected] : changes) {
+        for (const buffer& state : {buffer::borrow(text.view()), text, roomy}) {
+            buffer alone(text.view()), copy = state;
+            change(alone, more);
+            change(copy, more);
+            EXPECT_EQ(untwin(alone), expected);
+            EXPECT_EQ(untwin(copy), expected);
+            EXPECT_EQ(untwin(state), "abcdef") << expected;
+            const bool terminated = buffer::is_text && !copy.is_borrowed();
+            EXPECT_TRUE(!terminated || copy.data()[copy.size()] == TypeParam{}) << expected;
         }
-        EXPECT_TRUE(original == this->text("abcdef"));
     }
 }
 
 TYPED_TEST(BufferStates, CapacityFollowsTheGrowthRule) {
     using buffer = basic_buffer<TypeParam>;
-    const std::vector<std::uint64_t> expected = sizeof(TypeParam) == 4
-                                                    ? std::vector<std::uint64_t>{7, 15, 23, 34, 51}
-                                                    : std::vector<std::uint64_t>{31, 63, 95, 142, 213};
-    std::vector<std::uint64_t> seen;
-    buffer grown;
-    while (seen.size() < expected.size()) {
-        grown.append(TypeParam('x'));
+    using list = std::vector<std::uint64_t>;
+    constexpr bool WIDE = sizeof(TypeParam) == 4;
+    list seen;
+    for (buffer grown; grown.size() < (WIDE ? 40 : 200); grown.append(TypeParam('x')))
         if (seen.empty() || grown.capacity() != seen.back()) seen.push_back(grown.capacity());
-    }
-    EXPECT_EQ(seen, expected);
+    EXPECT_EQ(seen, WIDE ? (list{0, 7, 15, 23, 34, 51}) : (list{0, 31, 63, 95, 142, 213}));
 
-    const std::uint64_t terminator = buffer::is_text ? 1 : 0;
-    buffer owned = this->text("abc");
-    EXPECT_EQ(owned.capacity(), 3 + terminator);
-    const buffer share = owned;
-    owned.at(1) = TypeParam('x');
-    EXPECT_EQ(owned.capacity(), 4u) << "a detached copy has size + 1 elements";
-    buffer shared = share;
-    shared.append(TypeParam('d'));
-    EXPECT_EQ(shared.capacity(), sizeof(TypeParam) == 4 ? 7u : 31u);
-    EXPECT_EQ(buffer().capacity(), 0u);
-    EXPECT_EQ(buffer::borrow(share.view()).capacity(), buffer::borrowed_capacity);
-    EXPECT_EQ(this->text("").capacity(), 0u) << "an empty text allocates nothing";
-
-    owned.assign_reserve(77);
-    EXPECT_EQ(owned.capacity(), 77u);
-    buffer second = share;
-    second.assign_reserve(5);
-    EXPECT_EQ(second.capacity(), 5u);
-}
-
-TEST(Buffer, ClearKeepsAUniqueBlockAndGivesUpAShare) {
-    stringEx unique("some text");
-    const char* const block = unique.data();
-    unique.clear();
-    unique.append("again");
-    EXPECT_EQ(unique.data(), block);
-
-    stringEx shared = unique;
-    shared.clear();
-    EXPECT_EQ(shared.capacity(), 0u);
-    EXPECT_FALSE(unique.is_shared());
-    shared.append('x');
-    EXPECT_EQ(shared.capacity(), 31u);
-    EXPECT_EQ(unique, "again");
-}
-
-TEST(Buffer, AssignmentBetweenViewsAndOwnersKeepsTextAlive) {
-    stringEx path("/data/in/file.csv");
-    path = path.tail_view("/");
-    EXPECT_EQ(path, "file.csv");
-    path = path.head_view(".");
-    EXPECT_EQ(path, "file");
-    const stringEx view = path.substr_view(0);
-    path = view;
-    EXPECT_EQ(path, "file");
-    path.append(".txt");
-    EXPECT_EQ(path, "file.txt");
-    stringEx& self = path;
-    path = self;
-    path = std::move(self);
-    EXPECT_EQ(path, "file.txt");
+    const buffer exact(twin<TypeParam>("abc").view());
+    buffer detached = exact, appended = exact, reserved = exact, cleared = exact, own(exact.view()), kept;
+    kept = exact.substr(0, 2);
+    kept.clear();
+    detached.at(1) = TypeParam('x');
+    appended.append(TypeParam('d'));
+    reserved.assign_reserve(5);
+    cleared.clear();
+    EXPECT_EQ((list{exact.capacity(), detached.capacity(), appended.capacity(), reserved.capacity(),
+                    cleared.capacity(), kept.capacity()}),
+              (list{buffer::is_text + 3u, 4, WIDE ? 7 : 31, 5, 0, buffer::is_text + 2u}));
+    own.assign_reserve(77);
+    EXPECT_EQ(own.capacity(), 77u);
+    EXPECT_EQ(buffer().capacity() + buffer(exact.view().substr(3)).capacity(), 0u) << "nothing to allocate";
+    EXPECT_EQ(buffer::borrow(exact.view()).capacity(), buffer::borrowed_capacity);
 }
 
 TEST(Buffer, OffsetsBehindTheEndThrow) {
     stringEx text("abc");
-    const stringEx& reading = text;
-    for (const std::size_t offset : {std::size_t{3}, std::size_t{4}, stringEx::npos}) {
-        for (const bool write : {false, true}) {
-            try {
-                static_cast<void>(write ? text.at(offset) : reading.at(offset));
-                ADD_FAILURE() << offset;
-            } catch (const std::out_of_range& failure) {
-                EXPECT_STREQ(failure.what(), "basic_buffer::at - offset out of range");
-            }
+    const auto read = [](auto& from, std::size_t offset) -> std::string {
+        try {
+            return {from.at(offset)};
+        } catch (const std::out_of_range& failure) {
+            return failure.what();
         }
+    };
+    for (const std::size_t offset : {std::size_t{3}, std::size_t{4}, stringEx::npos}) {
+        EXPECT_EQ(read(text, offset), "basic_buffer::at - offset out of range");
+        EXPECT_EQ(read(std::as_const(text), offset), "basic_buffer::at - offset out of range");
     }
 }
 
@@ -163,17 +100,15 @@ TEST(Buffer, OrderAndEnds) {
     const char* const ascending[] = {"", "a", "a b", "a!", "ab", "b", "\x7f", "\x80", "\xff"};
     for (std::size_t i = 0; i < std::size(ascending); ++i) {
         for (std::size_t j = 0; j < std::size(ascending); ++j) {
-            EXPECT_EQ(stringEx(ascending[i]) < stringEx(ascending[j]), i < j) << i << ' ' << j;
-            EXPECT_EQ(stringEx(ascending[i]) == stringEx(ascending[j]), i == j) << i << ' ' << j;
+            const stringEx a(ascending[i]), b(ascending[j]);
+            EXPECT_TRUE((a < b) == (i < j) && (a == b) == (i == j)) << i << ' ' << j;
         }
     }
-    EXPECT_TRUE(wstringEx(L"a") < wstringEx(L"\x10000"));
-    EXPECT_FALSE(wstringEx(L"\x10000") < wstringEx(L"\x0101"));
+    EXPECT_TRUE(wstringEx(L"a") < wstringEx(L"\x10000") && !(wstringEx(L"\x10000") < wstringEx(L"\x0101")));
     const stringEx text("switch");
     EXPECT_TRUE(text.starts_with("swi") && text.starts_with("") && !text.starts_with("switches"));
     EXPECT_TRUE(text.ends_with("tch") && text.ends_with("") && !text.ends_with("aswitch"));
-    EXPECT_TRUE(text.first_in("-s") && !text.first_in("-") && !text.first_in("") &&
-                !stringEx().first_in("s"));
+    EXPECT_TRUE(text.first_in("-s") && !text.first_in("-") && !text.first_in("") && !""_lit.first_in("s"));
 }
 
 TEST(Buffer, StreamInsertionHonoursWidthFillAndSide) {
@@ -183,84 +118,47 @@ TEST(Buffer, StreamInsertionHonoursWidthFillAndSide) {
     EXPECT_EQ(stream.str(), "[...abab...abc]");
 }
 
-// The choice of the allocator helper over its whole table; `used` and `wanted` in bytes.
+// Usable, wanted and used bytes on both sides of each limit, and the choice: plain and with tcmalloc.
 TEST(BufferRealloc, ChoosesByUsableWantedAndUsed) {
-    using IMPL::growth;
-    struct row {
-        std::size_t usable, wanted, used;
-        growth plain, with_tcmalloc;
+    constexpr auto KEEP = IMPL::growth::keep, MORE = IMPL::growth::extend, NEW = IMPL::growth::fresh;
+    const std::tuple<std::size_t, std::size_t, std::size_t, IMPL::growth, IMPL::growth> rows[] = {
+        {100, 100, 10, KEEP, KEEP},      {0x20000, 0x80000, 0, MORE, NEW},
+        {1000, 2000, 744, MORE, MORE},   {0x20000, 0x80001, 0, NEW, NEW},
+        {1000, 2000, 743, MORE, NEW},    {0x20001, 0x100000, 0x10000, NEW, NEW},
+        {768, 100000, 0, MORE, NEW},     {0x20000, 0x100000, 0x10000, MORE, NEW},
+        {769, 100000, 0, NEW, NEW},      {0x80000, 0x300000, 0x40000, MORE, NEW},
+        {1024, 100000, 256, MORE, NEW},  {0x80000, 0x300000, 0x3FFFF, NEW, NEW},
+        {1024, 100000, 255, NEW, NEW},   {0x80001, 0x300000, 0, MORE, NEW},
+        {9000, 20000, 8000, MORE, MORE}, {9001, 20000, 8000, MORE, NEW},
     };
-    const row rows[] = {
-        {100, 100, 10, growth::keep, growth::keep},
-        {1000, 2000, 744, growth::extend, growth::extend},   // slack 256
-        {1000, 2000, 743, growth::extend, growth::fresh},    // slack 257, wanted at most twice usable
-        {768, 100000, 0, growth::extend, growth::fresh},     // small
-        {769, 100000, 0, growth::fresh, growth::fresh},      // middle, hardly used, grows a lot
-        {1024, 100000, 256, growth::extend, growth::fresh},  // a quarter used
-        {1024, 100000, 255, growth::fresh, growth::fresh},
-        {0x20000, 0x40000, 0, growth::extend, growth::fresh},  // exactly twice
-        {0x20000, 0x80000, 0, growth::extend, growth::fresh},  // not above four times
-        {0x20000, 0x80001, 0, growth::fresh, growth::fresh},
-        {0x20001, 0x100000, 0x10000, growth::fresh, growth::fresh},  // above middle, less than half used
-        {0x20000, 0x100000, 0x10000, growth::extend, growth::fresh},
-        {0x80000, 0x300000, 0x40000, growth::extend, growth::fresh},  // half used
-        {0x80000, 0x300000, 0x3FFFF, growth::fresh, growth::fresh},
-        {0x80001, 0x300000, 0, growth::extend, growth::fresh},  // remapped, not copied
-        {9000, 20000, 8000, growth::extend, growth::extend},
-        {9001, 20000, 8000, growth::extend, growth::fresh},
-    };
-    for (const row& r : rows) {
-        EXPECT_EQ(IMPL::choose_growth(r.usable, r.wanted, r.used, []() noexcept { return false; }), r.plain)
-            << r.usable << ' ' << r.wanted << ' ' << r.used;
-        EXPECT_EQ(IMPL::choose_growth(r.usable, r.wanted, r.used, []() noexcept { return true; }),
-                  r.with_tcmalloc)
-            << r.usable << ' ' << r.wanted << ' ' << r.used;
+    for (const auto& [usable, wanted, used, plain, with_tcmalloc] : rows) {
+        SCOPED_TRACE(testing::Message() << usable << ' ' << wanted << ' ' << used);
+        EXPECT_EQ(IMPL::choose_growth(usable, wanted, used, []() noexcept { return false; }), plain);
+        EXPECT_EQ(IMPL::choose_growth(usable, wanted, used, []() noexcept { return true; }), with_tcmalloc);
     }
 }
 
 // Random edits against std::string, with copies kept on the side.
 TEST(Buffer, AgreesWithAPlainStringUnderRandomEdits) {
-    const unsigned seed = std::random_device{}();
-    SCOPED_TRACE(seed);
-    std::mt19937 random(seed);
-    stringEx text;
-    std::string plain;
-    std::vector<std::pair<stringEx, std::string>> kept;
+    std::mt19937 random(20);
+    std::pair<stringEx, std::string> both, kept[20];
+    auto& [text, plain] = both;
     for (int step = 0; step < 20000; ++step) {
-        const std::size_t at = plain.empty() ? 0 : random() % plain.size();
-        switch (random() % 8) {
-            case 0:
-                text.append(static_cast<char>('a' + step % 26));
-                plain.push_back(static_cast<char>('a' + step % 26));
-                break;
-            case 1:
-                text.append(text, at, 40);
-                plain.append(std::string(plain, at, 40));
-                break;
-            case 2:
-                kept.emplace_back(text, plain);
-                break;
-            case 3:
-                if (plain.empty()) break;
-                text.at(at) = '#';
-                plain[at] = '#';
-                break;
-            case 4:
-                if (!kept.empty()) std::tie(text, plain) = kept[random() % kept.size()];
-                break;
-            case 5:
-                text.reserve_for_write(random() % 3000);
-                break;
-            case 6:
-                if (plain.size() > 5000) text.clear(), plain.clear();
-                break;
-            case 7:
-                text = text.substr_view(at);
-                plain = plain.substr(at);
-                break;
+        const std::size_t at = plain.empty() ? 0 : random() % plain.size(), what = random() % 8;
+        const char c = static_cast<char>('a' + step % 26);
+        if (what == 0) text.append(c), plain.push_back(c);
+        if (what == 1) text.append(text, at, 40), plain.append(std::string(plain, at, 40));
+        if (what == 2) kept[random() % 20] = both;
+        if (what == 3 && !plain.empty()) text.at(at) = plain[at] = '#';
+        if (what == 4) both = random() % 2 == 0 ? both : kept[random() % 20];
+        if (what == 5) text.reserve_for_write(random() % 3000);
+        if (what == 6 && plain.size() > 5000) text.clear(), plain.clear();
+        if (what == 7) {
+            const stringEx view = text.substr_view(at);
+            step % 2 == 0 ? text = view : text = text.substr_view(at);
+            plain = plain.substr(at);
         }
         ASSERT_EQ(text.view(), plain) << step;
-        if (kept.size() > 20) kept.erase(kept.begin());
     }
     for (const auto& [shared, expected] : kept)
         EXPECT_EQ(shared.view(), expected);
@@ -273,21 +171,15 @@ TEST(Buffer, SharedBlocksServeTwoThreads) {
         const auto work = [](stringEx own, char mark) {
             for (int i = 0; i < 50; ++i) {
                 stringEx copy = own;
-                ASSERT_EQ(copy.size(), 29u);
                 copy.append(mark);
-                stringEx second = std::move(copy);
-                ASSERT_EQ(second[29], mark);
+                const stringEx moved = std::move(copy);
+                ASSERT_TRUE(moved.size() == 30 && moved[29] == mark);
             }
             own.at(0) = mark;
-            ASSERT_EQ(own[0], mark);
         };
-        std::thread first(work, shared, '1');
-        std::thread second(work, shared, '2');
+        std::thread first(work, shared, '1'), second(work, shared, '2');
         shared.release();
         first.join();
         second.join();
     }
 }
-
-}  // namespace
-}  // namespace Orlo

@@ -23,50 +23,29 @@ std::string expanded(std::string_view text, std::uint32_t depth = 0) {
 }  // namespace
 
 TEST(EnvRefs, Expand) {
-    SetEnv("ORLO_HOME", "/h");
-    SetEnv("ORLO_EMPTY", "");
-    SetEnv("ORLO_REF", "<$ORLO_HOME ${ORLO_HOME} $$ORLO_HOME>");
-    SetEnv("ORLO_NAME", "ORLO_HOME");
-    SetEnv("ORLO_EQUAL", "a=b");
-    UnsetEnv("ORLO_UNSET");
-    const struct {
-        const char* text;
-        const char* expected;
-    } rows[] = {
-        {"", ""},
-        {"plain {} text", "plain {} text"},
-        {"$ORLO_HOME/x", "/h/x"},
-        {"${ORLO_HOME}x", "/hx"},
-        {"$ORLO_HOMEx", "$ORLO_HOMEx"},
-        {"$$ORLO_HOME", "$ORLO_HOME"},
-        {"$${ORLO_HOME}", "${ORLO_HOME}"},
-        {"$$$ORLO_HOME$$$$", "$/h$$"},
-        {"$", "$"},
-        {"$ORLO_HOME$", "/h$"},
-        {"$ORLO_UNSET ${ORLO_UNSET}", "$ORLO_UNSET ${ORLO_UNSET}"},
-        {"$ORLO_EMPTY ${ORLO_EMPTY}", "$ORLO_EMPTY ${ORLO_EMPTY}"},
-        {"$ORLO_REF", "</h /h $ORLO_HOME>"},
-        {"${${ORLO_NAME}}", "/h"},
-        {"${$ORLO_NAME}", "/h"},
-        {"${ORLO_UNSET${ORLO_HOME}}", "${ORLO_UNSET/h}"},
-        {"${} ${=} ${ORLO_EQUAL=a} $-", "${} ${=} ${ORLO_EQUAL=a} $-"},
-        {"${ORLO_EQUAL}", "a=b"},
-        {"1${ORLO_HOME and $ORLO_HOME", "1ORLO_HOME and /h"},
-        {"1${", "1"},
+    SetEnv("O_H", "/h"), SetEnv("O_NIL", ""), SetEnv("O_NAME", "O_H"), SetEnv("O_EQ", "a=b");
+    SetEnv("O_R", "<$O_H ${O_H} $$O_H>");
+    const std::pair<const char*, const char*> rows[] = {
+        {"$O_H/x", "/h/x"},       {"${O_H}x", "/hx"},           {"$$O_H", "$O_H"},
+        {"$${O_H}", "${O_H}"},    {"$$$O_H$$$$", "$/h$$"},      {"$O_H$", "/h$"},
+        {"${${O_NAME}}", "/h"},   {"${$O_NAME}", "/h"},         {"${O_EQ}", "a=b"},
+        {"$O_R", "</h /h $O_H>"}, {"${O_U${O_H}}", "${O_U/h}"}, {"1${O_H $O_H", "1O_H /h"},
+        {"1 2 3${", "1 2 3"},
     };
-    for (const auto& [text, expected] : rows) {
-        EXPECT_EQ(expanded<char>(text), expected) << text;
-        EXPECT_EQ(expanded<wchar_t>(text), expected) << text;
-    }
-    EXPECT_EQ(expanded<char>(std::string("${ORLO_HOME\0}", 13)), std::string("${ORLO_HOME\0}", 13));
+    for (const auto& [text, expected] : rows)
+        EXPECT_TRUE(expanded<char>(text) == expected && expanded<wchar_t>(text) == expected) << text;
+    for (const std::string_view same :
+         {"", "{} text", "$", "$O_Hx", "$O_U ${O_U}", "$O_NIL ${O_NIL}", "${} ${=} ${O_EQ=a} $-"})
+        EXPECT_EQ(expanded<char>(same), same);
+    EXPECT_EQ(expanded<char>({"${O_H\0}", 7}), std::string("${O_H\0}", 7));
 }
 
 TEST(EnvRefs, SelfReferenceEndsAfter64Levels) {
     SetEnv("ORLO_LOOP", "x$ORLO_LOOP");
     for (const std::uint32_t depth : {0u, 1u, 62u, 63u, 1000u}) {
-        const std::size_t levels = depth < 63 ? 64 - depth : 1;
-        EXPECT_EQ(expanded<char>("$ORLO_LOOP", depth), std::string(levels, 'x') + "$ORLO_LOOP");
-        EXPECT_EQ(expanded<wchar_t>("${ORLO_LOOP}", depth), std::string(levels, 'x') + "$ORLO_LOOP");
+        const std::string levels(depth < 63 ? 64 - depth : 1, 'x');
+        EXPECT_EQ(expanded<char>("$ORLO_LOOP", depth), levels + "$ORLO_LOOP");
+        EXPECT_EQ(expanded<wchar_t>("${ORLO_LOOP}", depth), levels + "$ORLO_LOOP");
     }
 }
 
@@ -97,8 +76,7 @@ TEST(EnvRefs, ManyOpeningsAndOneEnd) {
     for (int i = 0; i < 1000000; ++i)
         text += "${";
     text += "x}";
-    EXPECT_TRUE(expanded<char>(text) == text);
-    EXPECT_TRUE(expanded<wchar_t>(text) == text);
+    EXPECT_TRUE(expanded<char>(text) == text && expanded<wchar_t>(text) == text);
 }
 
 TEST(Environment, NamesAndValues) {
@@ -106,33 +84,24 @@ TEST(Environment, NamesAndValues) {
     EXPECT_EQ(untwin(GetEnv("ORLO_VALUE")), "one");
     UnsetEnv("ORLO_VALUE");
     EXPECT_TRUE(GetEnv("ORLO_VALUE").empty());
-    for (const std::string_view name :
-         {std::string_view(), std::string_view("A=B"), std::string_view("A\0B", 3)}) {
+    const std::string_view cut("x\0y", 3);
+    for (const std::string_view name : {std::string_view(), std::string_view("A=B"), cut}) {
         EXPECT_FAILURE(SetEnv(name, "x"), auxExp, 2, "SetEnv - invalid argument");
         EXPECT_FAILURE(UnsetEnv(name), auxExp, 2, "UnsetEnv - invalid argument");
     }
-    const std::string_view cut("x\0y", 3);
     EXPECT_FAILURE(SetEnv("A", cut), auxExp, 2, "SetEnv - invalid argument");
 }
 
 TEST(Environment, WideTextPassesThroughTheLocaleOrAsBytes) {
-    SetEnv("ORLO_WIDE", "a\xC3\xA9");
-    SetEnv("ORLO_\xE9", "latin");
-    SetEnv("ORLO_\xC3\xA9", "utf-8");
-    const struct {
-        const char* locale;
-        const wchar_t* value;
-        const wchar_t* by_name;
-    } rows[] = {{"C", L"a\u00C3\u00A9", L"latin"}, {"C.UTF-8", L"a\u00E9", L"utf-8"}};
-    for (const auto& [locale, value, by_name] : rows) {
-        ASSERT_NE(std::setlocale(LC_CTYPE, locale), nullptr);
-        EXPECT_TRUE(GetEnv(L"ORLO_WIDE") == value) << locale;
-        EXPECT_TRUE(GetEnv(L"ORLO_\u00E9") == by_name) << locale;
-        SetEnv("ORLO_WIDE_BAD", "ab\xFF");
-        EXPECT_TRUE(GetEnv(L"ORLO_WIDE_BAD") == L"ab\u00FF") << locale;
+    SetEnv("ORLO_WIDE", "a\xC3\xA9"), SetEnv("ORLO_WIDE_BAD", "ab\xFF");
+    SetEnv("ORLO_\xE9", "latin"), SetEnv("ORLO_\xC3\xA9", "utf-8");
+    for (const bool utf8 : {true, false}) {
+        ASSERT_NE(std::setlocale(LC_CTYPE, utf8 ? "C.UTF-8" : "C"), nullptr);
+        EXPECT_TRUE(GetEnv(L"ORLO_WIDE") == (utf8 ? L"a\u00E9" : L"a\u00C3\u00A9")) << utf8;
+        EXPECT_TRUE(GetEnv(L"ORLO_\u00E9") == (utf8 ? L"utf-8" : L"latin")) << utf8;
+        EXPECT_TRUE(GetEnv(L"ORLO_WIDE_BAD") == L"ab\u00FF") << utf8;
         EXPECT_TRUE(GetEnv(L"\x7FFFFFFF").empty());
     }
-    std::setlocale(LC_CTYPE, "C");
 }
 
 /// Each new variable moves the environment, under the eyes of whoever reads it without the lock.
@@ -140,8 +109,8 @@ TEST(Environment, ReadersAndWritersOfSeveralThreads) {
     SetEnv("ORLO_SHARED", "7");
     std::atomic<bool> done = false;
     std::thread writer([&] {
-        for (int i = 0; i < 500; ++i) {
-            SetEnv("ORLO_SHARED", std::string(static_cast<std::size_t>(i % 50) + 1, '7'));
+        for (std::size_t i = 0; i < 500; ++i) {
+            SetEnv("ORLO_SHARED", std::string(i % 50 + 1, '7'));
             SetEnv("ORLO_SHARED_" + std::to_string(i), "more");
         }
         for (int i = 0; i < 500; ++i)

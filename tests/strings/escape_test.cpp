@@ -1,55 +1,53 @@
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "strings/twins.h"
 
 using namespace Orlo;
 
 namespace {
 
-struct kind {
-    void (stringEx::*narrow)(stringEx&) const;
-    void (wstringEx::*wide)(wstringEx&) const;
+template <class T>
+using escaper = void (basic_buffer<T>::*)(basic_buffer<T>&) const;
 
-    std::string operator()(std::string_view text) const {
-        const stringEx source(text);
-        stringEx target("t:");
-        (source.*narrow)(target);
-        return untwin(target).substr(2);
+struct kind {
+    escaper<char> narrow;
+    escaper<wchar_t> wide;
+
+    /// Appended to a text apart, and to the one that it lies in.
+    template <class T>
+    static std::string apply(escaper<T> escape, const std::string& text) {
+        basic_buffer<T> holder = twin<T>("t:" + text), apart;
+        (holder.substr_view(2).*escape)(apart);
+        (holder.substr_view(2).*escape)(holder);
+        EXPECT_EQ(untwin(holder), "t:" + text + untwin(apart));
+        return untwin(apart);
     }
-    std::string widely(std::string_view text) const {
-        const wstringEx source = twin<wchar_t>(text);
-        wstringEx target;
-        (source.*wide)(target);
-        return untwin(target);
-    }
+    std::string operator()(const std::string& text) const { return apply(narrow, text); }
+    std::string widely(const std::string& text) const { return apply(wide, text); }
 };
 
-#define KIND(name) \
-    { &stringEx::name, &wstringEx::name }
-constexpr kind XML_ESCAPE = KIND(xml_escape_append_to), XML_RESTORE = KIND(xml_restore_append_to);
-constexpr kind HTML_ESCAPE = KIND(html_escape_append_to), HTML_RESTORE = KIND(html_restore_append_to);
-constexpr kind JSON_ESCAPE = KIND(json_escape_append_to), JSON_RESTORE = KIND(json_restore_append_to);
-#undef KIND
+constexpr kind XML_ESCAPE{&stringEx::xml_escape_append_to, &wstringEx::xml_escape_append_to};
+constexpr kind XML_RESTORE{&stringEx::xml_restore_append_to, &wstringEx::xml_restore_append_to};
+constexpr kind HTML_ESCAPE{&stringEx::html_escape_append_to, &wstringEx::html_escape_append_to};
+constexpr kind HTML_RESTORE{&stringEx::html_restore_append_to, &wstringEx::html_restore_append_to};
+constexpr kind JSON_ESCAPE{&stringEx::json_escape_append_to, &wstringEx::json_escape_append_to};
+constexpr kind JSON_RESTORE{&stringEx::json_restore_append_to, &wstringEx::json_restore_append_to};
 
 }  // namespace
 
 TEST(Escape, EscapesAndRestores) {
-    const struct {
-        kind what;
-        std::string text, expected;
-    } rows[] = {
-        {XML_ESCAPE, "", ""},
+    const std::tuple<kind, std::string, std::string> rows[] = {
         {XML_ESCAPE, "none of them \x7F\xC3\xA9\xFF", "none of them \x7F\xC3\xA9\xFF"},
         {XML_ESCAPE, "<a b='1'>&amp;\"x", "&lt;a b=&apos;1&apos;&gt;&amp;amp;&quot;x"},
         {HTML_ESCAPE, "<a b='1'>&\"x", "&lt;a b='1'&gt;&amp;&quot;x"},
         {JSON_ESCAPE, "a\"b\\c/d\b\f\n\r\te", "a\\\"b\\\\c/d\\b\\f\\n\\r\\te"},
         {JSON_ESCAPE, std::string("\0\x01\x0B\x1F\x7F\xE9", 6), "\\u0000\\u0001\\u000B\\u001F\x7F\xE9"},
-        {XML_RESTORE, "&lt;&gt;&amp;&apos;&quot;", "<>&'\""},
         {XML_RESTORE, "&amp;lt; &#65; &nbsp; &LT; &; &lt", "&lt; &#65; &nbsp; &LT; &; &lt"},
         {XML_RESTORE, "a & b &lt; c;", "a & b < c;"},
         {XML_RESTORE, "a && b &&lt; &", "a && b &&lt; &"},
         {HTML_RESTORE, "&lt;&gt;&amp;&quot;&apos;", "<>&\"&apos;"},
-        {JSON_RESTORE, R"(a\"b\\c\b\f\n\r\te)", "a\"b\\c\b\f\n\r\te"},
         {JSON_RESTORE, R"(\\n \/ \x \B \)", R"(\n \/ \x \B \)"},
         {JSON_RESTORE, R"(\u0041\u001f\\u0041)", "A\x1F\\u0041"},
         {JSON_RESTORE, R"(\u \u004 \u00g1 \U0041)", R"(\u \u004 \u00g1 \U0041)"},
@@ -63,29 +61,28 @@ TEST(Escape, EscapesAndRestores) {
 
 TEST(Escape, JsonPointsAreUtf8OrOneWideCharacter) {
     const std::string text = R"(\u0000\u007F\u0080\u07ff\u0800\uFFFF\ud800\udc00\uDBFF\uDFFF)";
-    EXPECT_EQ(
-        JSON_RESTORE(text),
-        std::string("\0\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF", 20));
+    const char utf8[] = "\0\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF";
+    EXPECT_EQ(JSON_RESTORE(text), std::string(utf8, 20));
     wstringEx wide;
     twin<wchar_t>(text).json_restore_append_to(wide);
     EXPECT_TRUE(wide.view() == std::wstring_view(L"\0\x7F\x80\x7FF\x800\xFFFF\x10000\x10FFFF", 8));
 }
 
 TEST(Escape, RestoringWhatEscapingMadeGivesEveryTextBack) {
-    const kind pairs[][2] = {
-        {XML_ESCAPE, XML_RESTORE}, {HTML_ESCAPE, HTML_RESTORE}, {JSON_ESCAPE, JSON_RESTORE}};
     std::string all;
     for (int byte = 0; byte < 256; ++byte)
         all += static_cast<char>(byte);
-    for (const auto& [escape, restore] : pairs) {
-        const auto check = [&, e = escape, r = restore](const std::string& text) {
-            ASSERT_EQ(r(e(text)), text);
-            ASSERT_EQ(r.widely(e.widely(text)), text);
-        };
-        check(all);
-        for_each_string(all, 2, check);
-        for_each_string("<&;lt'\"\\nu0\n", 4, check);
-    }
+    const std::pair<kind, kind> pairs[] = {
+        {XML_ESCAPE, XML_RESTORE}, {HTML_ESCAPE, HTML_RESTORE}, {JSON_ESCAPE, JSON_RESTORE}};
+    const auto check = [&](const std::string& text) {
+        for (const auto& [escape, restore] : pairs) {
+            ASSERT_EQ(restore(escape(text)), text);
+            ASSERT_EQ(restore.widely(escape.widely(text)), text);
+        }
+    };
+    check(all);
+    for_each_string(all, 1, check);
+    for_each_string("<&;lt'\"\\nu0\n\1", 4, check);
 }
 
 /// What restoring leaves alone is not what escaping writes: the other way round there is no inverse.
@@ -93,16 +90,4 @@ TEST(Escape, EscapingWhatRestoringMadeIsAnotherText) {
     EXPECT_EQ(XML_ESCAPE(XML_RESTORE("a<&nbsp;")), "a&lt;&amp;nbsp;");
     EXPECT_EQ(HTML_ESCAPE(HTML_RESTORE("&apos;")), "&amp;apos;");
     EXPECT_EQ(JSON_ESCAPE(JSON_RESTORE(R"(\/\u0041)")), R"(\\/A)");
-    EXPECT_EQ(HTML_RESTORE(XML_ESCAPE("'")), "&apos;");
-}
-
-TEST(Escape, TargetMayHoldTheSource) {
-    stringEx self("<&>");
-    self.xml_escape_append_to(self);
-    EXPECT_EQ(untwin(self), "<&>&lt;&amp;&gt;");
-    self.substr_view(3).xml_restore_append_to(self);
-    EXPECT_EQ(untwin(self), "<&>&lt;&amp;&gt;<&>");
-    stringEx literal = "a\n"_lit;
-    literal.json_escape_append_to(literal);
-    EXPECT_EQ(untwin(literal), "a\na\\n");
 }

@@ -1,45 +1,24 @@
 #include <gtest/gtest.h>
 
-#include <string>
+#include <tuple>
 
-#include "orlo/strings/buffer.h"
+#include "strings/twins.h"
 
-namespace Orlo {
-namespace {
+using namespace Orlo;
 
 TEST(WildcardMatch, Table) {
-    struct row {
-        const char* text;
-        const char* mask;
-        bool matches;
-        bool no_case_matches;
+    enum verdict { NO, FOLD, YES };  // FOLD: if case does not count
+    const std::tuple<const char*, const char*, verdict> rows[] = {
+        {"a.b.c", "*.c", YES},  {"a.c.c", "*.c", NO},   {"abb", "*b", NO},        {"abb", "*b*", YES},
+        {"abc", "a?c", YES},    {"ac", "a?c", NO},      {"abc", "abc*", YES},     {"abc", "abc***", YES},
+        {"abc", "abc?", NO},    {"abc", "*", YES},      {"abcd", "abc", NO},      {"a@", "a`", NO},
+        {"", "*", NO},          {"abc", "", NO},        {"?", "??", NO},          {"aab", "*ab", YES},
+        {"AZ.c", "a*.C", FOLD}, {"aXbc", "a*X*c", YES}, {"aaaab", "*a*a*b", YES},
     };
-    const row rows[] = {
-        {"a.csv", "*.csv", true, true},
-        {"a.b.csv", "*.csv", true, true},
-        {"a.csv.csv", "*.csv", false, false},  // ends at the first place that fits
-        {"abb", "*b", false, false},
-        {"abb", "*b*", true, true},
-        {"abc", "a?c", true, true},
-        {"ac", "a?c", false, false},
-        {"abc", "abc*", true, true},
-        {"abc", "abc***", true, true},
-        {"abc", "abc?", false, false},
-        {"abc", "*", true, true},
-        {"", "*", false, false},
-        {"abc", "", false, false},
-        {"ABC.Csv", "a*.cSV", false, true},
-        {"aXbXc", "a*X*c", true, true},
-        {"aab", "*ab", true, true},
-        {"aaaaaaaaaaaaaaaaaaaaab", "*a*a*a*a*b", true, true},
-        {"?", "??", false, false},
-        {"abcd", "abc", false, false},
-    };
-    for (const row& r : rows) {
-        const stringEx text(r.text);
-        EXPECT_EQ(text.wildcard_match(r.mask), r.matches) << r.text << ' ' << r.mask;
-        EXPECT_EQ(text.wildcard_match(r.mask, 0, '?', '*', true), r.no_case_matches)
-            << r.text << ' ' << r.mask;
+    for (const auto& [text, mask, matches] : rows) {
+        EXPECT_EQ(stringEx(text).wildcard_match(mask), matches == YES) << text << ' ' << mask;
+        EXPECT_EQ(stringEx(text).wildcard_match(mask, 0, '?', '*', true), matches != NO)
+            << text << ' ' << mask;
     }
     EXPECT_TRUE(stringEx("dir/a.csv").wildcard_match("*.csv", 4));
     EXPECT_FALSE(stringEx("abc").wildcard_match("*", 3));
@@ -48,93 +27,55 @@ TEST(WildcardMatch, Table) {
 }
 
 TEST(Pieces, HeadAndTail) {
-    struct row {
-        const char* text;
-        const char* separator;
-        std::int64_t n;
-        const char* head;
-        const char* tail;
+    const std::tuple<const char*, const char*, int, const char*, const char*> rows[] = {
+        {"a/b/c", "/", 0, "a", "c"},    {"a/b/c", "/", 1, "a/b", "b/c"}, {"a/b", "/", 1, "a/b", "a/b"},
+        {"a/b", "/", -1, "a/b", "a/b"}, {"/", "/", 0, "", ""},           {"", "/", 0, "", ""},
+        {"a/b", "", 0, "a/b", "a/b"},   {"a---b", "--", 0, "a", "b"},    {"---", "--", 1, "---", "---"},
     };
-    const row rows[] = {
-        {"a/b/c", "/", 0, "a", "c"},
-        {"a/b/c", "/", 1, "a/b", "b/c"},
-        {"a/b/c", "/", 2, "a/b/c", "a/b/c"},
-        {"a/b/c", "/", -1, "a/b/c", "a/b/c"},
-        {"/", "/", 0, "", ""},
-        {"a--b--c", "--", 0, "a", "c"},
-        {"a--b--c", "--", 1, "a--b", "b--c"},
-        {"", "/", 0, "", ""},
-        {"a/b", "", 0, "a/b", "a/b"},
-        {"a---b", "--", 0, "a", "b"},
-    };
-    for (const row& r : rows) {
-        const stringEx text(r.text);
-        EXPECT_EQ(text.head(r.separator, r.n), r.head) << r.text;
-        EXPECT_EQ(text.tail(r.separator, r.n), r.tail) << r.text;
-        const stringEx head = text.head_view(r.separator, r.n);
-        EXPECT_EQ(head, r.head) << r.text;
-        EXPECT_TRUE(head.is_borrowed() && text.tail_view(r.separator, r.n).is_borrowed());
-        EXPECT_EQ(text.tail_view(r.separator, r.n), r.tail) << r.text;
+    for (const auto& [text, separator, n, head, tail] : rows) {
+        const stringEx whole(text);
+        const stringEx head_view = whole.head_view(separator, n), tail_view = whole.tail_view(separator, n);
+        EXPECT_TRUE(head_view.is_borrowed() && tail_view.is_borrowed());
+        EXPECT_TRUE(whole.head(separator, n) == head && head_view == head) << text << ' ' << head_view;
+        EXPECT_TRUE(whole.tail(separator, n) == tail && tail_view == tail) << text << ' ' << tail_view;
     }
 }
 
 TEST(Pieces, SplitKeepsEmptyStretches) {
-    struct row {
-        const char* text;
-        std::vector<stringEx::range> ranges;
-    };
-    const row rows[] = {
-        {"", {{0, 0}}},
-        {"a", {{0, 1}}},
-        {"/a//bc/", {{0, 0}, {1, 1}, {3, 0}, {4, 2}, {7, 0}}},
-    };
-    for (const row& r : rows) {
-        std::vector<stringEx::range> ranges{{9, 9}};
-        stringEx(r.text).split_ranges(ranges, "/");
-        EXPECT_EQ(ranges, r.ranges) << r.text;
+    const std::pair<const char*, std::vector<stringEx::range>> rows[] = {
+        {"", {{0, 0}}}, {"a", {{0, 1}}}, {"/a//bc/", {{0, 0}, {1, 1}, {3, 0}, {4, 2}, {7, 0}}}};
+    std::vector<stringEx::range> ranges{{9, 9}};
+    for (const auto& [text, expected] : rows) {
+        stringEx(text).split_ranges(ranges, "/");
+        EXPECT_EQ(ranges, expected) << text;
     }
 }
 
 TEST(Pieces, ReplaceAll) {
-    struct row {
-        const char* text;
-        const char* from;
-        const char* to;
-        std::size_t pos;
-        std::size_t count;
-        const char* result;
-    };
-    const row rows[] = {
-        {"aaa", "a", "aa", 0, 3, "aaaaaa"},
-        {"aaa", "aa", "b", 0, 1, "ba"},
-        {"a//b///c", "//", "/", 0, 2, "a/b//c"},
-        {"abc", "", "x", 0, 0, "abc"},
-        {"abab", "ab", "x", 1, 1, "abx"},
-        {"abc", "d", "x", 0, 0, "abc"},
-        {"abc", "abc", "", 0, 1, ""},
-        {"abc", "c", "x", 100, 0, "abc"},
-    };
-    for (const row& r : rows) {
-        stringEx text(r.text);
-        EXPECT_EQ(text.replace_all(r.from, r.to, r.pos), r.count) << r.text;
-        EXPECT_EQ(text, r.result) << r.text;
+    const std::tuple<const char*, const char*, const char*, const char*, unsigned, unsigned, unsigned>
+        rows[] = {
+            {"aaa", "a", "aa", "aaaaaa", 3, 0, 9},  {"aaa", "aa", "b", "ba", 1, 0, 9},
+            {"//a///", "//", "/", "/a//", 2, 0, 9}, {"abc", "", "x", "abc", 0, 0, 9},
+            {"abab", "ab", "x", "abx", 1, 1, 9},    {"abc", "d", "x", "abc", 0, 0, 9},
+            {"abc", "abc", "", "", 1, 0, 9},        {"abc", "c", "x", "abc", 0, 100, 9},
+            {"aaaa", "a", "b", "abba", 2, 1, 2},
+        };
+    for (const auto& [text, from, to, result, count, pos, most] : rows) {
+        stringEx changed(text);
+        EXPECT_EQ(changed.replace_all(from, to, pos, most), count) << text;
+        EXPECT_EQ(changed, result) << text;
     }
-    stringEx limited("aaaa");
-    EXPECT_EQ(limited.replace_all("a", "b", 1, 2), 2u);
-    EXPECT_EQ(limited, "abba");
 }
 
 TEST(Pieces, TrimAndCase) {
-    stringEx text(std::string_view("\0 \tAbc Z[@\r\n", 12));
+    stringEx text(std::string_view("\0 \tAbc Z[@\r\n", 12)), feed("\f ");
     text.trim();
-    EXPECT_EQ(text, "Abc Z[@");
     const stringEx share = text;
     text.to_lower();
     EXPECT_EQ(text, "abc z[@");
     text.to_upper();
     EXPECT_EQ(text, "ABC Z[@");
     EXPECT_EQ(share, "Abc Z[@");
-    stringEx feed("\f ");
     feed.trim();
     EXPECT_EQ(feed, "\f");
     wstringEx wide(L"  \x00C4x ");
@@ -148,7 +89,6 @@ TEST(Format, CutsAtTheGivenLength) {
     text.format(64, "%.*Lf|%s", 2, 1234.5625L, "x");
     EXPECT_EQ(text, "1234.56|x");
     text.format(4, "%d", 123456);
-    EXPECT_EQ(text, "1234");
     text.append_format(2, "%s", "abc");
     EXPECT_EQ(text, "1234ab");
     text.format(8, "%s", "");
@@ -157,6 +97,3 @@ TEST(Format, CutsAtTheGivenLength) {
     wide.format(16, L"%d-%ls", 7, L"w");
     EXPECT_EQ(wide, L"7-w");
 }
-
-}  // namespace
-}  // namespace Orlo

@@ -1,12 +1,15 @@
 #pragma once
 
+#include <semaphore.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cstdio>
+#include <deque>
 #include <new>
+#include <string>
 
 #include "orlo/strings/exceptions.h"
 
@@ -18,7 +21,7 @@ namespace testing_support {
 class child {
 public:
     template <class Action>
-    explicit child(Action&& action, unsigned seconds = 20) noexcept : id_(fork()) {
+    explicit child(Action&& action, unsigned seconds = 20) noexcept : id_((std::fflush(nullptr), fork())) {
         if (id_ != 0) return;
         alarm(seconds);
         int status = 99;
@@ -36,10 +39,8 @@ public:
 
     /// The exit status, once the process has ended; minus the signal if one ended it.
     int wait() {
-        if (id_ > 0) {
-            waitpid(id_, &status_, 0);
-            id_ = 0;
-        }
+        if (id_ > 0) waitpid(id_, &status_, 0);
+        id_ = 0;
         return WIFEXITED(status_) ? WEXITSTATUS(status_) : -WTERMSIG(status_);
     }
 
@@ -48,27 +49,62 @@ private:
     int status_ = -1;
 };
 
-/// A value that this process and the children it forks share.
-template <class T>
-class shared_value {
+/// A number that this process and the children it forks share.
+class shared_number {
 public:
-    shared_value()
-        : value_(new (mmap(nullptr, sizeof(T), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0))
-                     T{}) {}
-    shared_value(const shared_value&) = delete;
-    shared_value& operator=(const shared_value&) = delete;
-    ~shared_value() { munmap(value_, sizeof(T)); }
+    shared_number() {
+        void* const page = mmap(nullptr, 8, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+        value_ = new (page) std::atomic<int>(0);
+    }
+    shared_number(const shared_number&) = delete;
+    shared_number& operator=(const shared_number&) = delete;
+    ~shared_number() { munmap(value_, 8); }
 
-    T& operator*() const noexcept { return *value_; }
+    std::atomic<int>& operator*() const noexcept { return *value_; }
+    /// Waits until the others have raised it as far.
+    void await(int target) const {
+        while (*value_ < target) {
+        }
+    }
 
 private:
-    T* value_;
+    std::atomic<int>* value_;
 };
 
-/// Waits until `value`, which other processes raise, has come to `target`.
-inline void await(const std::atomic<int>& value, int target) {
-    while (value < target)
-        usleep(100);
+/// Lets as many processes as that loose at once and adds up what they return.
+template <class Action>
+int race(int count, Action&& action) {
+    const shared_number started;
+    const auto run = [&] {
+        ++*started;
+        started.await(count);
+        return action();
+    };
+    std::deque<child> children;
+    for (int i = 0; i < count; ++i)
+        children.emplace_back(run);
+    int sum = 0;
+    for (child& each : children)
+        sum += each.wait();
+    return sum;
 }
+
+/// A name for a shared object that no other process uses, and that is free: what a crashed run left under it,
+/// or under the names that objects derive from it, is removed before and after.
+class shm_name {
+public:
+    shm_name() { remove(); }
+    ~shm_name() { remove(); }
+
+    const std::string text = "/orlo_test_" + std::to_string(getpid());
+
+private:
+    void remove() const {
+        shm_unlink(text.c_str());
+        shm_unlink((text + ".lock").c_str());
+        shm_unlink((text + ".beside").c_str());
+        sem_unlink(text.c_str());
+    }
+};
 
 }  // namespace testing_support

@@ -84,19 +84,18 @@ using testing_support::faults::failing;
 // operator new(std::size_t, const std::nothrow_t&) stands here under the name that the linker knows. Locking
 // and waiting are left alone: the bookkeeping here would order threads that nothing else orders, and hide it
 // from the thread sanitizer.
-#define EACH_MINUS_ONE(X)                                                                                   \
-    X(open)                                                                                                 \
-    X(fcntl) X(read) X(write) X(close) X(lseek) X(fsync) X(ftruncate) X(flock) X(stat) X(mkdir) X(pathconf) \
-        X(fstat) X(mmap) X(shm_open) X(shm_unlink) X(dlclose) X(sem_init) X(sem_destroy) X(sem_close)       \
-            X(sem_unlink)
+// clang-format off
+#define EACH_MINUS_ONE(X)                                                                                        \
+    X(open) X(fcntl) X(read) X(write) X(close) X(lseek) X(fsync) X(ftruncate) X(flock) X(stat) X(mkdir)          \
+    X(pathconf) X(fstat) X(mmap) X(shm_open) X(shm_unlink) X(dlclose) X(sem_init) X(sem_destroy) X(sem_close)    \
+    X(sem_unlink)
 #define EACH_NULL(X) X(opendir) X(readdir) X(getcwd) X(sem_open) X(_ZnwmRKSt9nothrow_t)
-#define EACH_ERROR(X)                                                                         \
-    X(posix_fadvise)                                                                          \
-    X(pthread_key_delete) X(pthread_mutexattr_init) X(pthread_mutexattr_settype)              \
-        X(pthread_mutexattr_setpshared) X(pthread_mutexattr_destroy) X(pthread_mutex_init)    \
-            X(pthread_mutex_destroy) X(pthread_condattr_init) X(pthread_condattr_setpshared)  \
-                X(pthread_condattr_setclock) X(pthread_condattr_destroy) X(pthread_cond_init) \
-                    X(pthread_cond_broadcast) X(pthread_cond_destroy)
+#define EACH_ERROR(X)                                                                                            \
+    X(posix_fadvise) X(pthread_key_delete) X(pthread_mutexattr_init) X(pthread_mutexattr_settype)                \
+    X(pthread_mutexattr_setpshared) X(pthread_mutexattr_destroy) X(pthread_mutex_init) X(pthread_mutex_destroy)  \
+    X(pthread_condattr_init) X(pthread_condattr_setpshared) X(pthread_condattr_setclock)                         \
+    X(pthread_condattr_destroy) X(pthread_cond_init) X(pthread_cond_broadcast) X(pthread_cond_destroy)
+// clang-format on
 
 EACH_MINUS_ONE(ANSWERS_MINUS_ONE)
 EACH_NULL(ANSWERS_NULL)

@@ -4,33 +4,24 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <limits>
-#include <ostream>
 #include <random>
 
 #include "orlo/time/time.h"
 #include "support/expect_throw.h"
 
-namespace Orlo {
+using namespace Orlo;
+
 namespace {
 
 constexpr std::int64_t MOST = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t LEAST = std::numeric_limits<std::int64_t>::min();
 constexpr std::int64_t CYCLE_DAYS = 146097;
 
-/// Year counted astronomically: 0 comes before 1.
-struct date {
-    std::int64_t year;
-    int month;
-    int day;
-    int dayOfYear;
-    bool operator==(const date&) const = default;
-};
-
-std::ostream& operator<<(std::ostream& out, const date& d) {
-    return out << d.year << "-" << d.month << "-" << d.day << " (" << d.dayOfYear << ")";
-}
+/// Year, counted astronomically (0 comes before 1), month, day and day of the year.
+using date = std::array<std::int64_t, 4>;
 
 std::int64_t floor_div(std::int64_t a, std::int64_t b) {
     return a / b - (a % b < 0 ? 1 : 0);
@@ -42,8 +33,7 @@ date chrono_date(std::int64_t days) {
     const sys_days day{std::chrono::days(static_cast<int>(days - cycle * CYCLE_DAYS))};
     const year_month_day ymd(day);
     const auto of_year = (day - sys_days(ymd.year() / January / 1)).count() + 1;
-    return {int(ymd.year()) + cycle * 400, int(unsigned(ymd.month())), int(unsigned(ymd.day())),
-            int(of_year)};
+    return {int(ymd.year()) + cycle * 400, unsigned(ymd.month()), unsigned(ymd.day()), of_year};
 }
 
 std::int64_t chrono_day(std::int64_t year, int month, int day) {
@@ -57,24 +47,14 @@ std::int64_t chrono_day(std::int64_t year, int month, int day) {
 constexpr int REPEATING[] = {36, 40, 44, 48, 52, 56, 60, 64, 68,  72,  76,  80,  84,  88,  92,  96,
                              69, 73, 77, 81, 85, 89, 93, 97, 168, 172, 176, 180, 184, 188, 192, 196};
 
-bool is_hundred(const date& d) {
-    return d.year < 1 && d.year % 100 == 0 && d.year % 400 != 0;
-}
-
-bool repeats(const date& d) {
-    return d.year < 1 && d.dayOfYear >= 365 && d.month == 12 && d.day == 31 &&
-           std::ranges::count(REPEATING, d.year - floor_div(d.year, 400) * 400) != 0;
-}
-
-/// What a day reads as, oddities included.
-date wanted_date(std::int64_t days) {
-    date d = chrono_date(days);
-    if (is_hundred(d)) return chrono_date(days + 1);
-    if (repeats(d)) {
-        d.day = 30;
-        d.dayOfYear = 364;
-    }
-    return d;
+/// What a day reads as, and whether that is no oddity.
+std::pair<date, bool> wanted_date(std::int64_t days) {
+    const date d = chrono_date(days);
+    const std::int64_t year = d[0] - floor_div(d[0], 400) * 400;
+    if (d[0] >= 1) return {d, true};
+    if (year != 0 && year % 100 == 0) return {chrono_date(days + 1), false};
+    const bool repeats = d[1] == 12 && d[2] == 31 && std::ranges::count(REPEATING, year) != 0;
+    return {repeats ? date{d[0], 12, 30, 364} : d, !repeats};
 }
 
 date read_date(const TIME_FIELDS& f) {
@@ -97,61 +77,51 @@ void check_value(std::int64_t value, std::int16_t zone) {
     const std::int64_t fields_time =
         ((f.hour * 60 + f.minute) * 60 + f.second) * std::int64_t{1000000} + f.microsecond;
 
-    ASSERT_EQ(read_date(f), wanted_date(days)) << value << " in " << zone;
-    ASSERT_NE(f.year, 0);
-    ASSERT_EQ(
-        f.weekDay,
-        std::chrono::weekday(std::chrono::sys_days(std::chrono::days(static_cast<int>(days)))).c_encoding());
+    const auto [wanted, regular] = wanted_date(days);
+    ASSERT_EQ(read_date(f), wanted) << value << " in " << zone;
     ASSERT_EQ(fields_time, time) << value << " in " << zone;
-    ASSERT_TRUE(f.hour < 24 && f.minute < 60 && f.second < 60 && f.microsecond < 1000000);
-    ASSERT_EQ(seconds, time / 1000000);
-    ASSERT_EQ(f.timeZone, zone);
-
-    const date real = chrono_date(days);
-    if (is_hundred(real) || repeats(real)) return;
-    CTime back;
-    back.Set(f.year, f.month, f.day, f.hour, f.minute, f.second, f.microsecond, zone);
-    ASSERT_EQ(back.GetValue(), value) << "in " << zone;
+    ASSERT_TRUE(f.year != 0 && f.hour < 24 && f.minute < 60 && f.second < 60 && f.microsecond < 1000000);
+    ASSERT_TRUE(seconds == time / 1000000 && f.timeZone == zone && f.weekDay == ((days + 4) % 7 + 7) % 7);
+    const CTime back = CTime().Set(f.year, f.month, f.day, f.hour, f.minute, f.second, f.microsecond, zone);
+    ASSERT_TRUE(!regular || back == CTime(value)) << value << " in " << zone;
 }
+
+}  // namespace
 
 TEST(calendar, every_day_of_28_centuries_counted_one_by_one) {
     std::mt19937_64 random(4);
     date d{-400, 1, 1, 1};  // the library's year -401
-    std::int64_t day = chrono_day(-400, 1, 1);
-    while (d.year <= 2401) {
-        const bool leap = d.year % 4 == 0 && (d.year % 100 != 0 || d.year % 400 == 0);
+    auto& [year, month, day, of_year] = d;
+    for (std::int64_t days = chrono_day(-400, 1, 1); year <= 2401; ++days) {
+        const bool leap = year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
         const int lengths[] = {31, leap ? 29 : 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-        ASSERT_EQ(d, chrono_date(day));
-        ASSERT_EQ(CTime::IsLeapYear(static_cast<std::int32_t>(d.year < 1 ? d.year - 1 : d.year)), leap);
-        ASSERT_NO_FATAL_FAILURE(check_value(day * US_PER_DAY, 0));
-        ASSERT_NO_FATAL_FAILURE(
-            check_value(day * US_PER_DAY + static_cast<std::int64_t>(random() % US_PER_DAY), 0));
-        ++day;
-        ++d.dayOfYear;
-        if (++d.day <= lengths[d.month - 1]) continue;
-        d.day = 1;
-        if (++d.month <= 12) continue;
-        d = {d.year + 1, 1, 1, 1};
+        const auto time = static_cast<std::int64_t>(random() % US_PER_DAY);
+        ASSERT_EQ(d, chrono_date(days));
+        ASSERT_EQ(CTime::IsLeapYear(static_cast<std::int32_t>(year < 1 ? year - 1 : year)), leap);
+        ASSERT_NO_FATAL_FAILURE(check_value(days * US_PER_DAY, 0));
+        ASSERT_NO_FATAL_FAILURE(check_value(days * US_PER_DAY + time, 0));
+        ++day, ++of_year;
+        if (day > lengths[month - 1]) ++month, day = 1;
+        if (month > 12) d = {year + 1, 1, 1, 1};
     }
 }
 
 TEST(calendar, values_of_the_whole_range_in_any_zone) {
     for (const std::int64_t value : {LEAST, LEAST + 1, MOST, MOST - 1, std::int64_t{0}, std::int64_t{-1}}) {
-        for (const std::int16_t zone : {0, 1, -1, 480, -330, 32767, -32767}) {
+        for (const std::int16_t zone : {0, 1, -1, 480, -330, 32767, -32767})
             ASSERT_NO_FATAL_FAILURE(check_value(value, zone));
-        }
     }
     std::mt19937_64 random(11);
     for (int i = 0; i < 300000; ++i) {
         const auto value = static_cast<std::int64_t>(random()) >> random() % 24;
         const auto zone = static_cast<std::int16_t>(random() % 65535 - 32767);
-        ASSERT_NO_FATAL_FAILURE(check_value(value, zone)) << "round " << i;
+        ASSERT_NO_FATAL_FAILURE(check_value(value, zone));
     }
     for (int i = 0; i < 100000; ++i) {
         const std::int64_t year = static_cast<std::int64_t>(random() % 580000) - 289500;
         for (const std::int64_t seam : {chrono_day(year, 1, 1), chrono_day(year, 3, 1)}) {
-            ASSERT_NO_FATAL_FAILURE(check_value(seam * US_PER_DAY - 1, 0)) << "before " << year;
-            ASSERT_NO_FATAL_FAILURE(check_value(seam * US_PER_DAY, 0)) << "at " << year;
+            ASSERT_NO_FATAL_FAILURE(check_value(seam * US_PER_DAY - 1, 0));
+            ASSERT_NO_FATAL_FAILURE(check_value(seam * US_PER_DAY, 0));
         }
     }
 }
@@ -169,21 +139,17 @@ TEST(calendar, any_date_encodes_and_wraps_around_both_ends) {
         const std::int64_t days = chrono_day(year < 0 ? std::int64_t{year} + 1 : year, month, day);
         const std::int64_t minutes =
             static_cast<std::int32_t>(days) * std::int64_t{1440} + hour * 60 + minute - zone;
-        CTime time;
-        time.Set(year, month, day, hour, minute, second, microsecond, zone);
-        ASSERT_EQ(time.GetValue(),
+        ASSERT_EQ(CTime().Set(year, month, day, hour, minute, second, microsecond, zone).GetValue(),
                   wrapped_sum(static_cast<std::uint64_t>(minutes * 60 + second) * 1000000, microsecond))
-            << year << "-" << month << "-" << day << " in " << zone;
+            << year << "-" << month << "-" << day;
     }
 }
 
 // Year 0 is reckoned as 365 days before year 1, with a 29 February if the current year has one.
 TEST(calendar, year_0_is_accepted_and_never_read) {
     TIME_FIELDS f;
-    CTime time;
-    time.Set(0, 1, 1, 0, 0, 0, 0, 0);
-    EXPECT_EQ(time.GetValue(), -719527 * US_PER_DAY);
-    time.Decode(f, 0);
+    EXPECT_EQ(CTime().Set(0, 1, 1, 0, 0, 0, 0, 0).GetValue(), -719527 * US_PER_DAY);
+    CTime(-719527 * US_PER_DAY).Decode(f, 0);
     EXPECT_EQ(read_date(f), (date{0, 1, 2, 2}));
 
     const bool leap = CTime::IsLeapYear(CTime::GetCurrent().GetYear());
@@ -208,6 +174,3 @@ TEST(calendar, only_the_month_is_checked) {
     }
     EXPECT_EQ(time.GetValue(), 77);
 }
-
-}  // namespace
-}  // namespace Orlo

@@ -135,34 +135,34 @@ TEST(Fold, AgreesOnManyGroups) {
     ASSERT_EQ(fold_while_reading(bytes_of(input), 2, 3), fold_obviously(bytes_of(input), 2, 3));
 }
 
-merge_key key_of(const std::string& text) {
-    return {text.data(), static_cast<std::uint32_t>(text.size()), nullptr};
+/// A key of one cell with one sum. `text` must have what a key needs behind it.
+merge_key key_of(std::string_view text) {
+    return {text.data(), static_cast<std::uint32_t>(text.size()), 1, nullptr, nullptr};
 }
 
 /// Puts `keys` into a table in their order and checks look-ups and the visit against an ordered map.
 void check_table(const std::vector<std::string>& keys) {
+    const std::string padding(merge_key::readable_behind, '#');
     CMergeTable table(1);
     std::map<std::string, merge_group*> expected;
     for (const std::string& key : keys) {
-        merge_group* const group = table.FindOrInsert(key_of(key), 1);
+        const std::string padded = key + padding;
+        merge_group* const group = table.FindOrInsert(key_of(std::string_view(padded).substr(0, key.size())));
         const auto [at, added] = expected.try_emplace(key, group);
         ASSERT_EQ(at->second, group) << key;
         ASSERT_EQ(group->sums[0]++ == 0, added) << key;
     }
+    std::vector<std::string> texts;
+    for (const std::string& key : keys)
+        texts.insert(texts.end(), {key + padding, key + "?" + padding});
     std::vector<merge_key> probes;
-    std::vector<std::string> absent;
-    for (const std::string& key : keys)
-        absent.push_back(key + "?");
-    for (const std::string& key : keys)
-        probes.push_back(key_of(key));
-    for (const std::string& key : absent)
-        probes.push_back(key_of(key));
-    std::vector<merge_group*> found(probes.size());
-    table.Find(probes, found.data());
-    for (std::size_t i = 0; i < probes.size(); ++i) {
-        const auto at = expected.find({probes[i].bytes, probes[i].size});
-        ASSERT_EQ(found[i], at == expected.end() ? nullptr : at->second)
-            << std::string(probes[i].bytes, probes[i].size);
+    for (const std::string& text : texts)
+        probes.push_back(key_of(std::string_view(text).substr(0, text.size() - padding.size())));
+    table.Find(probes);
+    for (const merge_key& probe : probes) {
+        const auto at = expected.find({probe.bytes, probe.size});
+        ASSERT_EQ(probe.group, at == expected.end() ? nullptr : at->second)
+            << std::string(probe.bytes, probe.size);
     }
     auto next = expected.begin();
     table.ForEach([&](const merge_group& group) {
@@ -187,6 +187,13 @@ TEST(MergeTable, KeepsKeysOfEveryShapeInOrder) {
     for (int i = 0; i < 512; ++i)
         all_bytes.push_back(std::string("p") + static_cast<char>(i * 73) + (i < 256 ? "" : "q"));
     check_table(all_bytes);  // one node through all its sizes
+
+    std::vector<std::string> spread;  // enough that the table leaves the cache; bytes far apart and close
+    for (std::uint32_t i = 0; i < 20000; ++i) {
+        const std::uint32_t mixed = i * 2654435761u;
+        spread.push_back(std::to_string(mixed % 100000) + "-\x01\xFF@ az"[mixed >> 29] + std::to_string(i));
+    }
+    check_table(spread);
 
     const unsigned seed = std::random_device{}();
     SCOPED_TRACE(seed);

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "orlo/strings/buffer.h"
+#include "orlo/strings/exceptions.h"
 #include "orlo/strings/shared_count.h"
 
 // Directories and paths. All failures are `dirExp`; its codes, and all that can raise them:

@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "orlo/strings/buffer.h"
+#include "orlo/strings/exceptions.h"
 #include "orlo/strings/shared_count.h"
 
 namespace Orlo {

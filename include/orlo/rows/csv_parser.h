@@ -56,8 +56,9 @@ public:
     /// The same without copies: the cells of `row` are valid until the next call.
     bool GetNextRow(csv_row_view& row);
 
-    /// Bounds the bytes of one row, delimiters and quotes included. A row may have one byte more.
-    void SetRowQuota(std::uint64_t quota) noexcept { row_quota_ = quota; }
+    /// Bounds the bytes of one row, delimiters and quotes included. A row may have one byte more. It holds
+    /// from the next row on.
+    void SetRowQuota(std::uint64_t quota) noexcept;
     /// Rows delivered since the parser was attached.
     std::uint32_t GetRowCount() const noexcept { return row_count_; }
 
@@ -65,25 +66,24 @@ private:
     enum class outcome { row, end, over_quota, bad_quoting, unclosed };
 
     void _Start(char delimiter, char quote, const stringEx& line_end);
+    outcome _NextRow();
     outcome _FindRow();
     outcome _EndOfInput();
     void _SkipLineEndRest();
-    bool _Refill();
-    char* _RowInOwnBuffer();
+    bool _Refill(std::uint64_t keep_from);
+    void _RowToOwnBuffer();
+    void _SingleQuotes();
     [[noreturn]] void _Raise(outcome what);
 
     char quote_ = '"';
     char delimiter_ = ',';
     stringEx line_end_;
-    std::uint64_t line_end_rest_ = 0;
     shared_ptr<TDataSource> source_;
     std::uint64_t row_quota_ = default_row_quota;
     std::uint32_t row_count_ = 0;
     std::uint32_t block_size_ = default_block_size;
     byteEx own_buffer_;
     byteEx* buffer_ = &own_buffer_;
-    std::uint64_t position_ = 0;
-    std::uint64_t row_begin_ = 0;
     std::unique_ptr<IMPL::csv_scanner> scanner_;
 };
 

@@ -12,7 +12,7 @@ namespace Orlo {
 /// One row of cells, each an owned text that may be shared on.
 using row_cells = std::vector<stringEx>;
 
-/// Where one cell lies, in bytes from the row's first one.
+/// Where one cell lies, in bytes from the `base` of the view that shows it.
 struct csv_cell {
     std::uint64_t begin;
     std::uint64_t length;

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "orlo/strings/buffer.h"
+#include "orlo/strings/exceptions.h"
 
 // The environment of the process, under one lock.
 //

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "orlo/strings/exceptions.h"
 #include "orlo/threads/light_mutex.h"
 #include "orlo/threads/mutex.h"
 

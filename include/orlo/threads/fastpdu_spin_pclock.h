@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "orlo/strings/exceptions.h"
 #include "orlo/threads/sem.h"
 #include "orlo/threads/spin_gate.h"
 #include "orlo/threads/spin_light_mutex.h"

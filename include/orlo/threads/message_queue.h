@@ -5,6 +5,7 @@
 #include <deque>
 #include <utility>
 
+#include "orlo/strings/exceptions.h"
 #include "orlo/threads/event.h"
 #include "orlo/threads/fastpdu_spin_pclock.h"
 #include "orlo/threads/lock_guard.h"

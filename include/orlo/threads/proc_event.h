@@ -1,6 +1,7 @@
 #pragma once
 
 #include "orlo/files/shm.h"
+#include "orlo/strings/exceptions.h"
 #include "orlo/threads/event.h"
 #include "orlo/threads/proc_mutex.h"
 

@@ -3,6 +3,7 @@
 #include <pthread.h>
 
 #include "orlo/files/shm.h"
+#include "orlo/strings/exceptions.h"
 #include "orlo/threads/lock_guard.h"
 #include "orlo/threads/time_limit.h"
 

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "orlo/strings/buffer.h"
+#include "orlo/strings/exceptions.h"
 #include "orlo/time/time_span.h"
 
 struct timeval;
