@@ -26,7 +26,7 @@
 #include <cerrno>
 #include <utility>
 
-#include "strings/destructor_guard.h"
+#include "orlo/strings/destructor_guard.h"
 #include "strings/failure.h"
 #include "strings/narrow_name.h"
 #include "strings/system_call.h"

@@ -6,7 +6,7 @@
 
 #include "files/sys_file_open.h"
 #include "orlo/files/dir.h"
-#include "strings/destructor_guard.h"
+#include "orlo/strings/destructor_guard.h"
 #include "strings/failure.h"
 #include "strings/system_call.h"
 

@@ -2,7 +2,7 @@
 
 #include <dlfcn.h>
 
-#include "strings/destructor_guard.h"
+#include "orlo/strings/destructor_guard.h"
 #include "strings/failure.h"
 #include "strings/narrow_name.h"
 

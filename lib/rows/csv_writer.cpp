@@ -2,7 +2,7 @@
 
 #include "orlo/data/generic_adapters.h"
 #include "orlo/files/sys_file.h"
-#include "strings/destructor_guard.h"
+#include "orlo/strings/destructor_guard.h"
 #include "strings/failure.h"
 
 namespace Orlo {

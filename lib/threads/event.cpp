@@ -1,6 +1,6 @@
 #include "orlo/threads/event.h"
 
-#include "strings/destructor_guard.h"
+#include "orlo/strings/destructor_guard.h"
 #include "threads/event_calls.h"
 
 namespace Orlo {

@@ -1,6 +1,6 @@
 #include "orlo/threads/mutex.h"
 
-#include "strings/destructor_guard.h"
+#include "orlo/strings/destructor_guard.h"
 #include "threads/mutex_calls.h"
 
 namespace Orlo {

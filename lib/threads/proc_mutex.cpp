@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "strings/destructor_guard.h"
+#include "orlo/strings/destructor_guard.h"
 #include "strings/narrow_name.h"
 #include "threads/mutex_calls.h"
 

@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-#include "strings/destructor_guard.h"
+#include "orlo/strings/destructor_guard.h"
 #include "strings/failure.h"
 #include "threads/sem_calls.h"
 

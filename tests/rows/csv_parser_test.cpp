@@ -116,8 +116,8 @@ void for_all_texts(std::string_view alphabet, std::size_t length, Visit&& visit)
 }
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || defined(__clang__)
-constexpr std::size_t LONGEST_TEXT =
-    5;  // the sanitizers are slow, and the blocks of longer texts meet no new case
+// slower builds, and longer texts meet no new case of where blocks are cut
+constexpr std::size_t LONGEST_TEXT = 5;
 #else
 constexpr std::size_t LONGEST_TEXT = 7;
 #endif

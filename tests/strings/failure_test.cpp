@@ -4,8 +4,8 @@
 
 #include <thread>
 
+#include "orlo/strings/destructor_guard.h"
 #include "orlo/strings/shared_ptr.h"
-#include "strings/destructor_guard.h"
 #include "strings/system_call.h"
 
 using namespace Orlo;
