@@ -14,13 +14,12 @@
 //
 // So a row is added up when it is read and let go. A run's memory is one record a group.
 //
-// Rows wait until some dozens are together and are looked up at once (see `CMergeTable::Find`). They leave in
-// the order in which they came.
+// Rows are taken some dozens at a time: all their keys are made, then all are looked up (see
+// `CMergeTable::Find`), then all numbers are added, in the order in which the rows came.
 
 #include "fold.h"
 
-#include <emmintrin.h>
-
+#include <algorithm>
 #include <cstring>
 
 #include "number_cells.h"
@@ -28,91 +27,63 @@
 namespace tallycsv {
 namespace {
 
-constexpr std::size_t MOST_WAITING = 64;
-constexpr std::size_t USUAL_KEY_BYTES = 8192;
-constexpr std::size_t USUAL_NUMBERS = 4096;
+constexpr std::size_t MOST_TOGETHER = 64;
 
 /// Characters that are copied at once, needed or not, where a cell is not longer.
-constexpr std::size_t SHORT_CELL = Orlo::csv_row_view::readable_behind;
+constexpr std::size_t SHORT_CELL = Orlo::csv_rows_view::readable_behind;
 static_assert(SHORT_CELL >= merge_key::readable_behind);
 
-/// To each of `sums` its number. Pairs, which the compiler does not form by itself at this level.
-void add_up(std::int64_t* sums, const std::int64_t* numbers, std::size_t count) {
-    std::size_t i = 0;
-    for (; i + 2 <= count; i += 2) {
-        const auto at = reinterpret_cast<__m128i*>(sums + i);
-        const __m128i two = _mm_loadu_si128(reinterpret_cast<const __m128i*>(numbers + i));
-        _mm_storeu_si128(at, _mm_add_epi64(_mm_loadu_si128(at), two));
-    }
-    if (i < count) {
-        sums[i] = static_cast<std::int64_t>(static_cast<std::uint64_t>(sums[i]) +
-                                            static_cast<std::uint64_t>(numbers[i]));
-    }
+/// Appends `cell` and a blank at `to`, where there is room for `SHORT_CELL` bytes more. Returns the end.
+[[gnu::always_inline]] inline char* append_cell(char* to, std::string_view cell) {
+    cell.size() <= SHORT_CELL ? std::memcpy(to, cell.data(), SHORT_CELL)
+                              : std::memcpy(to, cell.data(), cell.size());
+    to += cell.size();
+    *to = ' ';
+    return to + 1;
 }
 
 }  // namespace
 
 CFold::CFold(std::uint32_t key_columns)
-    : key_columns_(key_columns), table_(key_columns), keys_(MOST_WAITING) {}
+    : key_columns_(key_columns), table_(key_columns), keys_(MOST_TOGETHER) {}
 
-void CFold::AddRow(const Orlo::csv_row_view& row) {
-    if (row.size() < key_columns_) return;
-    max_columns_ = std::max(max_columns_, static_cast<std::uint32_t>(row.size()));
-
-    // the key is made of the cells with a blank behind each
-    const Orlo::csv_cell* const cells = row.cells();
-    std::size_t key_size = key_columns_;
-    for (std::size_t i = 0; i < key_columns_; ++i)
-        key_size += cells[i].length;
-    const std::size_t columns = row.size() - key_columns_;
-    if (key_end_ + key_size + SHORT_CELL > key_bytes_.size() ||
-        numbers_end_ + columns + Orlo::csv_row_view::spare_cells > numbers_.size()) {
-        _MakeRoom(key_size, columns);
+void CFold::AddRows(const Orlo::csv_rows_view& rows) {
+    // each cell of a key has a delimiter or line end of its own behind it, but for the last of the input
+    key_bytes_.resize(std::max(key_bytes_.size(), rows.bytes() + 1 + SHORT_CELL));
+    for (std::size_t begin = 0; begin < rows.size(); begin += MOST_TOGETHER) {
+        const std::span<merge_key> keys =
+            _MakeKeys(rows, begin, std::min(begin + MOST_TOGETHER, rows.size()));
+        table_.Find(keys);
+        for (merge_key& key : keys) {
+            if (key.group == nullptr) key.group = table_.FindOrInsert(key);
+            if (key.group->columns < key.columns) table_.Widen(key.group, key.columns);
+        }
+        AddNumbers(keys, rows.base(), key_columns_);
     }
-
-    char* to = key_bytes_.data() + key_end_;
-    std::uint32_t* const sizes = cell_sizes_.data() + waiting_ * key_columns_;
-    keys_[waiting_] = {to, static_cast<std::uint32_t>(key_size), static_cast<std::uint32_t>(columns), sizes,
-                       nullptr};
-    for (std::size_t i = 0; i < key_columns_; ++i) {
-        const std::size_t length = cells[i].length;
-        const char* const from = row.base() + cells[i].begin;
-        length <= SHORT_CELL ? std::memcpy(to, from, SHORT_CELL) : std::memcpy(to, from, length);
-        to[length] = ' ';
-        to += length + 1;
-        sizes[i] = static_cast<std::uint32_t>(length);
-    }
-    key_end_ += key_size;
-    NumbersOfCells(row, key_columns_, numbers_.data() + numbers_end_);
-    numbers_end_ += columns;
-    if (++waiting_ == MOST_WAITING) _AddWaiting();
 }
 
-/// Room for one row more. What waits is pointed to, so it is added up before its storage may move.
-void CFold::_MakeRoom(std::size_t key_size, std::size_t columns) {
-    _AddWaiting();
-    key_bytes_.resize(std::max({key_bytes_.size(), USUAL_KEY_BYTES, key_size + SHORT_CELL}));
-    numbers_.resize(std::max({numbers_.size(), USUAL_NUMBERS, columns + Orlo::csv_row_view::spare_cells}));
-    cell_sizes_.resize(MOST_WAITING * key_columns_);
-}
-
-void CFold::_AddWaiting() {
-    const std::span<merge_key> keys(keys_.data(), waiting_);
-    table_.Find(keys);
-    const std::int64_t* numbers = numbers_.data();
-    for (const merge_key& key : keys) {
-        merge_group* const group = key.group != nullptr ? key.group : table_.FindOrInsert(key);
-        if (group->columns < key.columns) table_.Widen(group, key.columns);
-        add_up(group->sums, numbers, key.columns);
-        numbers += key.columns;
+/// The keys of the rows from number `begin` to `end` that have one, made of the cells with a blank behind
+/// each.
+std::span<merge_key> CFold::_MakeKeys(const Orlo::csv_rows_view& rows, std::size_t begin, std::size_t end) {
+    const std::size_t key_columns = key_columns_;
+    std::size_t most_cells = max_columns_;
+    char* to = key_bytes_.data();
+    merge_key* key = keys_.data();
+    for (std::size_t i = begin; i < end; ++i) {
+        const Orlo::csv_row_view row = rows[i];
+        if (row.size() < key_columns) continue;
+        most_cells = std::max(most_cells, row.size());
+        const char* const bytes = to;
+        for (std::size_t cell = 0; cell < key_columns; ++cell)
+            to = append_cell(to, row[cell]);
+        *key++ = {bytes, static_cast<std::uint32_t>(to - bytes),
+                  static_cast<std::uint32_t>(row.size() - key_columns), row.cells().data(), nullptr};
     }
-    waiting_ = 0;
-    key_end_ = 0;
-    numbers_end_ = 0;
+    max_columns_ = static_cast<std::uint32_t>(most_cells);
+    return {keys_.data(), key};
 }
 
-void CFold::ForEachGroup(const std::function<void(const group_view&)>& visit) {
-    _AddWaiting();
+void CFold::ForEachGroup(const std::function<void(const group_view&)>& visit) const {
     std::vector<std::string_view> cells(std::min(key_columns_, max_columns_));
     table_.ForEach([&](const merge_group& group) {
         const char* at = group.key_bytes(key_columns_);

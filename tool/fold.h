@@ -23,32 +23,26 @@ class CFold {
 public:
     explicit CFold(std::uint32_t key_columns);
 
-    /// Adds the row to its group. A row of fewer cells than the key is dropped without a trace.
-    void AddRow(const Orlo::csv_row_view& row);
+    /// Adds each row to its group. A row of fewer cells than the key is dropped without a trace.
+    void AddRows(const Orlo::csv_rows_view& rows);
 
     std::uint32_t key_columns() const { return key_columns_; }
     /// Cells of the widest row that was not dropped.
     std::uint32_t max_columns() const { return max_columns_; }
 
     /// Visits the groups in the order of their keys.
-    void ForEachGroup(const std::function<void(const group_view&)>& visit);
+    void ForEachGroup(const std::function<void(const group_view&)>& visit) const;
 
 private:
-    void _MakeRoom(std::size_t key_size, std::size_t columns);
-    void _AddWaiting();
+    std::span<merge_key> _MakeKeys(const Orlo::csv_rows_view& rows, std::size_t begin, std::size_t end);
 
     std::uint32_t key_columns_;
     std::uint32_t max_columns_ = 0;
     CMergeTable table_;
 
-    // rows that wait to be looked up together: their keys, and what these are made of
-    std::size_t waiting_ = 0;
+    // rows that are looked up together
     std::vector<merge_key> keys_;
-    std::vector<std::uint32_t> cell_sizes_;
     std::vector<char> key_bytes_;
-    std::size_t key_end_ = 0;
-    std::vector<std::int64_t> numbers_;
-    std::size_t numbers_end_ = 0;
 };
 
 }  // namespace tallycsv

@@ -302,7 +302,9 @@ merge_group* CMergeTable::_NewGroup(const merge_key& key) {
     std::memset(group->sums, 0, sums);
     group->columns = key.columns;
     group->key_size = key.size;
-    std::copy_n(key.cell_sizes, key_columns_ - 1, reinterpret_cast<std::uint32_t*>(group + 1));
+    auto* const cell_sizes = reinterpret_cast<std::uint32_t*>(group + 1);
+    for (std::uint32_t i = 0; i + 1 < key_columns_; ++i)
+        cell_sizes[i] = static_cast<std::uint32_t>(key.cells[i].length());
     std::copy_n(key.bytes, key.size, const_cast<char*>(group->key_bytes(key_columns_)));
     return group;
 }

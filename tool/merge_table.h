@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "arena.h"
+#include "orlo/rows/row.h"
 
 namespace tallycsv {
 
@@ -24,16 +25,16 @@ struct merge_group {
     }
 };
 
-/// What a row brings to the table: the key, made of its first cells, and their sizes.
+/// What a row brings to the table: its key, made of its first cells, and the cells.
 struct merge_key {
     /// Bytes behind a key that may be read, and mean nothing: keys are compared 16 bytes at a time.
     static constexpr std::size_t readable_behind = 16;
 
     const char* bytes;
     std::uint32_t size;
-    std::uint32_t columns;  ///< summed columns of the row
-    const std::uint32_t* cell_sizes;
-    merge_group* group;  ///< what `CMergeTable::Find` found
+    std::uint32_t columns;        ///< cells behind those of the key
+    const Orlo::csv_cell* cells;  ///< of the whole row
+    merge_group* group;           ///< what `CMergeTable::Find` found
 };
 
 /// The groups of a run, ordered by key: bytes compare unsigned, and a key comes before those that it begins.

@@ -6,15 +6,14 @@
 // multiplications then add neighbours up: digits to pairs, pairs to fours, fours to eight. "12345" becomes
 // "00012345", then 00 01 23 45, then 0001 2345, then 12345.
 //
-// With AVX2 four cells go through this side by side; a minus sign costs one of the eight characters there.
-// Alone, a cell may have sixteen digits, taken in two steps. Blanks, a plus sign, text behind the digits, and
-// numbers that may saturate go the slow road, cell by cell.
+// With AVX2 four cells go through this side by side and are added to their sums as they are; a minus sign
+// costs one of the eight characters there. Alone, a cell may have sixteen digits, taken in two steps. Blanks,
+// a plus sign, text behind the digits, and numbers that may saturate go the slow road, cell by cell.
 
 #include "number_cells.h"
 
 #include <immintrin.h>
 
-#include <algorithm>
 #include <cstring>
 #include <string_view>
 
@@ -70,88 +69,128 @@ std::int64_t number_of(std::string_view cell) {
     return Orlo::parse_int64(Orlo::stringEx::borrow(cell));
 }
 
+[[gnu::noinline]] void add_cells(const char* base, const Orlo::csv_cell* cell, std::size_t count,
+                                 std::int64_t* sums) {
+    for (; count != 0; --count, ++cell, ++sums) {
+        const std::int64_t number = number_of({base + cell->begin, cell->length()});
+        *sums =
+            static_cast<std::int64_t>(static_cast<std::uint64_t>(*sums) + static_cast<std::uint64_t>(number));
+    }
+}
+
 }  // namespace
 
-void number_cells::one_by_one(const Orlo::csv_row_view& row, std::size_t first, std::int64_t* numbers) {
-    for (std::size_t i = first; i < row.size(); ++i)
-        *numbers++ = number_of(row[i]);
+void number_cells::add_one_by_one(std::span<const merge_key> rows, const char* base,
+                                  std::size_t key_columns) {
+    for (const merge_key& row : rows)
+        add_cells(base, row.cells + key_columns, row.columns, row.group->sums);
 }
 
 namespace {
 
-/// The first eight bytes of the cells 0, 2, 1 and 3: the order in which `lengths_of` has their lengths.
-[[gnu::target("avx2"), gnu::always_inline]] inline __m256i texts_of(const char* base,
-                                                                    const Orlo::csv_cell* cell) {
+/// Four cells in the order 0, 2, 1 and 3, the one in which vectors of their offsets come.
+struct four_cells {
+    __m256i texts;  ///< the first eight bytes of each
+    __m256i lengths;
+};
+
+[[gnu::target("avx2"), gnu::always_inline]] inline four_cells load(const char* base,
+                                                                   const Orlo::csv_cell* cell) {
     long long words[4];
     std::memcpy(&words[0], base + cell[0].begin, 8);
     std::memcpy(&words[1], base + cell[2].begin, 8);
     std::memcpy(&words[2], base + cell[1].begin, 8);
     std::memcpy(&words[3], base + cell[3].begin, 8);
-    return _mm256_set_epi64x(words[3], words[2], words[1], words[0]);
-}
-
-[[gnu::target("avx2"), gnu::always_inline]] inline __m256i lengths_of(const Orlo::csv_cell* cell) {
     const __m256i low = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(cell));
     const __m256i high = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(cell + 2));
-    return _mm256_unpackhi_epi64(low, high);
+    return {_mm256_set_epi64x(words[3], words[2], words[1], words[0]),
+            _mm256_sub_epi64(_mm256_unpackhi_epi64(low, high), _mm256_unpacklo_epi64(low, high))};
 }
 
-/// Writes the numbers of all cells up to the first four of which one needs the slow road; returns these.
-[[gnu::target("avx2"), gnu::always_inline]] inline const Orlo::csv_cell* plain_fours(
-    const char* base, const Orlo::csv_cell* cell, const Orlo::csv_cell* end, std::int64_t*& numbers) {
+/// All bits set for the first so many cells, in that order.
+alignas(32) constexpr std::int64_t FIRST_CELLS[][4] = {{}, {-1}, {-1, 0, -1}, {-1, -1, -1}};
+
+/// The numbers of four cells in their own order; false if one needs the slow road.
+[[gnu::target("avx2"), gnu::always_inline]] inline bool numbers_of(const four_cells& cells,
+                                                                   __m256i& numbers) {
     const __m256i zeros = _mm256_set1_epi8('0');
-    for (; cell < end; cell += 4, numbers += 4) {
-        const __m256i text = texts_of(base, cell);
-        const __m256i first_byte = _mm256_and_si256(text, _mm256_set1_epi64x(0xFF));
-        const __m256i minus = _mm256_cmpeq_epi64(first_byte, _mm256_set1_epi64x('-'));
-        const __m256i sign_bits = _mm256_and_si256(minus, _mm256_set1_epi64x(8));
-        const __m256i digit_bits = _mm256_sub_epi64(_mm256_slli_epi64(lengths_of(cell), 3), sign_bits);
-        const __m256i unused_bits = _mm256_sub_epi64(_mm256_set1_epi64x(64), digit_bits);
+    const __m256i first_byte = _mm256_and_si256(cells.texts, _mm256_set1_epi64x(0xFF));
+    const __m256i minus = _mm256_cmpeq_epi64(first_byte, _mm256_set1_epi64x('-'));
+    const __m256i sign_bits = _mm256_and_si256(minus, _mm256_set1_epi64x(8));
+    const __m256i digit_bits = _mm256_sub_epi64(_mm256_slli_epi64(cells.lengths, 3), sign_bits);
+    const __m256i unused_bits = _mm256_sub_epi64(_mm256_set1_epi64x(64), digit_bits);
 
-        // Shifts by 64 and more, or by less than 0, give 0. So an empty cell becomes all "0"; one of more
-        // than eight characters, or an empty one in front of a "-", gets zero bytes, which are no digits.
-        const __m256i digits = _mm256_sllv_epi64(_mm256_srlv_epi64(text, sign_bits), unused_bits);
-        const __m256i word = _mm256_or_si256(digits, _mm256_srlv_epi64(zeros, digit_bits));
-        const __m256i values = _mm256_xor_si256(word, zeros);
-        const __m256i above_nine = _mm256_subs_epu8(values, _mm256_set1_epi8(9));
-        if (!_mm256_testz_si256(above_nine, above_nine)) return cell;
-        const __m256i pairs = _mm256_maddubs_epi16(values, _mm256_set1_epi16(1 << 8 | 10));
-        const __m256i fours = _mm256_madd_epi16(pairs, _mm256_set1_epi32(1 << 16 | 100));
-        const __m256i sum = _mm256_add_epi64(_mm256_mul_epu32(fours, _mm256_set1_epi64x(10000)),
-                                             _mm256_srli_epi64(fours, 32));
-        const __m256i result = _mm256_sub_epi64(_mm256_xor_si256(sum, minus), minus);
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(numbers), _mm256_permute4x64_epi64(result, 0xD8));
-    }
-    return end;
+    // Shifts by 64 and more, or by less than 0, give 0. So an empty cell becomes all "0"; one of more
+    // than eight characters, or an empty one in front of a "-", gets zero bytes, which are no digits.
+    const __m256i digits = _mm256_sllv_epi64(_mm256_srlv_epi64(cells.texts, sign_bits), unused_bits);
+    const __m256i word = _mm256_or_si256(digits, _mm256_srlv_epi64(zeros, digit_bits));
+    const __m256i values = _mm256_xor_si256(word, zeros);
+    const __m256i above_nine = _mm256_subs_epu8(values, _mm256_set1_epi8(9));
+    const __m256i pairs = _mm256_maddubs_epi16(values, _mm256_set1_epi16(1 << 8 | 10));
+    const __m256i fours = _mm256_madd_epi16(pairs, _mm256_set1_epi32(1 << 16 | 100));
+    const __m256i sum =
+        _mm256_add_epi64(_mm256_mul_epu32(fours, _mm256_set1_epi64x(10000)), _mm256_srli_epi64(fours, 32));
+    const __m256i signed_sum = _mm256_sub_epi64(_mm256_xor_si256(sum, minus), minus);
+    numbers = _mm256_permute4x64_epi64(signed_sum, 0xD8);
+    return _mm256_testz_si256(above_nine, above_nine) != 0;
 }
 
-[[gnu::noinline]] void few_one_by_one(const char* base, const Orlo::csv_cell* cell, std::ptrdiff_t count,
-                                      std::int64_t* numbers) {
-    for (std::ptrdiff_t i = 0; i < count; ++i)
-        numbers[i] = number_of({base + cell[i].begin, cell[i].length});
+[[gnu::target("avx2"), gnu::always_inline]] inline void add_pair(std::int64_t* sums, __m128i two) {
+    const auto at = reinterpret_cast<__m128i*>(sums);
+    _mm_storeu_si128(at, _mm_add_epi64(_mm_loadu_si128(at), two));
+}
+
+[[gnu::target("avx2"), gnu::always_inline]] inline void add_one(std::int64_t* sum, __m128i one) {
+    const auto at = reinterpret_cast<__m128i*>(sum);
+    _mm_storel_epi64(at, _mm_add_epi64(_mm_loadl_epi64(at), one));
 }
 
 }  // namespace
 
-[[gnu::target("avx2")]] void number_cells::by_fours(const Orlo::csv_row_view& row, std::size_t first,
-                                                    std::int64_t* numbers) {
-    const Orlo::csv_cell* const end = row.cells() + row.size();
-    const Orlo::csv_cell* cell = row.cells() + first;
-    while ((cell = plain_fours(row.base(), cell, end, numbers)) < end) {
-        few_one_by_one(row.base(), cell, std::min<std::ptrdiff_t>(end - cell, 4), numbers);
-        cell += 4;
-        numbers += 4;
+[[gnu::target("avx2")]] void number_cells::add_by_fours(std::span<const merge_key> rows, const char* base,
+                                                        std::size_t key_columns) {
+    for (const merge_key& row : rows) {
+        const Orlo::csv_cell* cell = row.cells + key_columns;
+        const Orlo::csv_cell* const end = cell + row.columns;
+        std::int64_t* sums = row.group->sums;
+        __m256i numbers;
+        for (; end - cell >= 4; cell += 4, sums += 4) {
+            if (numbers_of(load(base, cell), numbers)) [[likely]] {
+                const auto at = reinterpret_cast<__m256i*>(sums);
+                _mm256_storeu_si256(at, _mm256_add_epi64(_mm256_loadu_si256(at), numbers));
+            } else {
+                add_cells(base, cell, 4, sums);
+            }
+        }
+        const auto left = static_cast<std::size_t>(end - cell);
+        if (left == 0) continue;
+        // those behind the row's last cell are looked at, too, and made empty
+        const __m256i wanted = _mm256_load_si256(reinterpret_cast<const __m256i*>(FIRST_CELLS[left]));
+        const four_cells all = load(base, cell);
+        const four_cells some = {_mm256_and_si256(all.texts, wanted), _mm256_and_si256(all.lengths, wanted)};
+        if (!numbers_of(some, numbers)) [[unlikely]] {
+            add_cells(base, cell, left, sums);
+            continue;
+        }
+        __m128i last = _mm256_castsi256_si128(numbers);
+        if (left >= 2) {
+            add_pair(sums, last);
+            sums += 2;
+            last = _mm256_extracti128_si256(numbers, 1);
+        }
+        if (left % 2 != 0) add_one(sums, last);
     }
 }
 
 namespace {
 
-const auto chosen = __builtin_cpu_supports("avx2") ? number_cells::by_fours : number_cells::one_by_one;
+const auto chosen =
+    __builtin_cpu_supports("avx2") ? number_cells::add_by_fours : number_cells::add_one_by_one;
 
 }  // namespace
 
-void NumbersOfCells(const Orlo::csv_row_view& row, std::size_t first, std::int64_t* numbers) {
-    chosen(row, first, numbers);
+void AddNumbers(std::span<const merge_key> rows, const char* base, std::size_t key_columns) {
+    chosen(rows, base, key_columns);
 }
 
 }  // namespace tallycsv

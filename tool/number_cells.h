@@ -1,21 +1,21 @@
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
+#include <span>
 
-#include "orlo/rows/row.h"
+#include "merge_table.h"
 
 namespace tallycsv {
 
-/// Writes the numbers of the cells of `row` from number `first` on to `numbers`, which has room for them and
-/// `Orlo::csv_row_view::spare_cells` more. A cell's number is what `Orlo::parse_int64` makes of it.
-void NumbersOfCells(const Orlo::csv_row_view& row, std::size_t first, std::int64_t* numbers);
+/// Adds the numbers of each row's cells behind the first `key_columns` to the sums of its group, which has at
+/// least as many. `base` is what the cells' offsets count from. A cell's number is what `Orlo::parse_int64`
+/// makes of it; sums wrap.
+void AddNumbers(std::span<const merge_key> rows, const char* base, std::size_t key_columns);
 
 namespace number_cells {
 
 /// The two ways to do that. The first needs a processor with AVX2.
-void by_fours(const Orlo::csv_row_view& row, std::size_t first, std::int64_t* numbers);
-void one_by_one(const Orlo::csv_row_view& row, std::size_t first, std::int64_t* numbers);
+void add_by_fours(std::span<const merge_key> rows, const char* base, std::size_t key_columns);
+void add_one_by_one(std::span<const merge_key> rows, const char* base, std::size_t key_columns);
 
 }  // namespace number_cells
 }  // namespace tallycsv

@@ -27,10 +27,11 @@ enum exit_status { DONE = 0, NO_FILE = 1, USAGE_SHOWN = -1 };
 
 void fold_file(const Orlo::stringEx& path, bool skip_first_row, CFold& fold) {
     Orlo::CCsvParser parser(path);
-    Orlo::csv_row_view row;
-    if (skip_first_row && !parser.GetNextRow(row)) return;
-    while (parser.GetNextRow(row))
-        fold.AddRow(row);
+    Orlo::row_cells first;
+    if (skip_first_row && !parser.GetNextRow(first)) return;
+    Orlo::csv_rows_view rows;
+    while (parser.GetNextRows(rows))
+        fold.AddRows(rows);
 }
 
 }  // namespace

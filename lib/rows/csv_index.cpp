@@ -13,55 +13,54 @@
 namespace Orlo::IMPL {
 namespace {
 
-struct word_pair {
-    std::uint64_t delimiters;
-    std::uint64_t stops;
-};
+/// Fills `count` words; returns all bits of quotes, or-ed.
+using build_words = std::uint64_t (*)(const char*, std::size_t count, const csv_marks&, csv_word*);
 
-using build_words = void (*)(const char*, std::size_t, const csv_marks&, std::uint64_t*, std::uint64_t*);
+[[gnu::always_inline]] inline std::uint64_t bits_of(__m128i same, int part) {
+    return std::uint64_t{static_cast<std::uint32_t>(_mm_movemask_epi8(same))} << (16 * part);
+}
 
-void build_sse2(const char* text, std::size_t count, const csv_marks& marks, std::uint64_t* delimiters,
-                std::uint64_t* stops) {
+std::uint64_t build_sse2(const char* text, std::size_t count, const csv_marks& marks, csv_word* words) {
     const __m128i quote = _mm_set1_epi8(marks.quote);
     const __m128i delimiter = _mm_set1_epi8(marks.delimiter);
     const __m128i line_end = _mm_set1_epi8(marks.line_end);
-    for (std::size_t word = 0; word < count; ++word, text += 64) {
-        word_pair pair{};
+    std::uint64_t quotes = 0;
+    for (; count != 0; --count, text += 64) {
+        csv_word word{};
         for (int part = 0; part < 4; ++part) {
             const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + 16 * part));
-            const __m128i is_stop =
-                _mm_or_si128(_mm_cmpeq_epi8(bytes, quote), _mm_cmpeq_epi8(bytes, line_end));
-            const __m128i is_delimiter = _mm_cmpeq_epi8(bytes, delimiter);
-            const auto found_stops = static_cast<std::uint32_t>(_mm_movemask_epi8(is_stop));
-            const auto found_delimiters = static_cast<std::uint32_t>(_mm_movemask_epi8(is_delimiter));
-            pair.stops |= std::uint64_t{found_stops} << (16 * part);
-            pair.delimiters |= std::uint64_t{found_delimiters} << (16 * part);
+            word.quotes |= bits_of(_mm_cmpeq_epi8(bytes, quote), part);
+            word.delimiters |= bits_of(_mm_cmpeq_epi8(bytes, delimiter), part);
+            word.line_ends |= bits_of(_mm_cmpeq_epi8(bytes, line_end), part);
         }
-        delimiters[word] = pair.delimiters;
-        stops[word] = pair.stops;
+        *words++ = word;
+        quotes |= word.quotes;
     }
+    return quotes;
 }
 
-__attribute__((target("avx2"))) void build_avx2(const char* text, std::size_t count, const csv_marks& marks,
-                                                std::uint64_t* delimiters, std::uint64_t* stops) {
+[[gnu::target("avx2"), gnu::always_inline]] inline std::uint64_t bits_of(__m256i same, int part) {
+    return std::uint64_t{static_cast<std::uint32_t>(_mm256_movemask_epi8(same))} << (32 * part);
+}
+
+[[gnu::target("avx2")]] std::uint64_t build_avx2(const char* text, std::size_t count, const csv_marks& marks,
+                                                 csv_word* words) {
     const __m256i quote = _mm256_set1_epi8(marks.quote);
     const __m256i delimiter = _mm256_set1_epi8(marks.delimiter);
     const __m256i line_end = _mm256_set1_epi8(marks.line_end);
-    for (std::size_t word = 0; word < count; ++word, text += 64) {
-        word_pair pair{};
+    std::uint64_t quotes = 0;
+    for (; count != 0; --count, text += 64) {
+        csv_word word{};
         for (int part = 0; part < 2; ++part) {
             const __m256i bytes = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(text + 32 * part));
-            const __m256i is_stop =
-                _mm256_or_si256(_mm256_cmpeq_epi8(bytes, quote), _mm256_cmpeq_epi8(bytes, line_end));
-            const __m256i is_delimiter = _mm256_cmpeq_epi8(bytes, delimiter);
-            const auto found_stops = static_cast<std::uint32_t>(_mm256_movemask_epi8(is_stop));
-            const auto found_delimiters = static_cast<std::uint32_t>(_mm256_movemask_epi8(is_delimiter));
-            pair.stops |= std::uint64_t{found_stops} << (32 * part);
-            pair.delimiters |= std::uint64_t{found_delimiters} << (32 * part);
+            word.quotes |= bits_of(_mm256_cmpeq_epi8(bytes, quote), part);
+            word.delimiters |= bits_of(_mm256_cmpeq_epi8(bytes, delimiter), part);
+            word.line_ends |= bits_of(_mm256_cmpeq_epi8(bytes, line_end), part);
         }
-        delimiters[word] = pair.delimiters;
-        stops[word] = pair.stops;
+        *words++ = word;
+        quotes |= word.quotes;
     }
+    return quotes;
 }
 
 }  // namespace
@@ -70,16 +69,21 @@ void csv_index::build(const char* text, std::size_t size, const csv_marks& marks
     static const build_words fill = __builtin_cpu_supports("avx2") ? build_avx2 : build_sse2;
 
     const std::size_t whole = size / 64;
-    fill(text, whole, marks, delimiters_.data(), stops_.data());
+    std::uint64_t quotes = fill(text, whole, marks, words_.data());
     const std::size_t rest = size % 64;
-    if (rest == 0) return;
-
-    char padded[64] = {};
-    std::memcpy(padded, text + whole * 64, rest);
-    fill(padded, 1, marks, &delimiters_[whole], &stops_[whole]);
-    const std::uint64_t inside = (std::uint64_t{1} << rest) - 1;
-    delimiters_[whole] &= inside;
-    stops_[whole] &= inside;
+    if (rest != 0) {
+        // zeros may be marks, too
+        char padded[64] = {};
+        std::memcpy(padded, text + whole * 64, rest);
+        csv_word& last = words_[whole];
+        fill(padded, 1, marks, &last);
+        const std::uint64_t inside = (std::uint64_t{1} << rest) - 1;
+        last.quotes &= inside;
+        last.delimiters &= inside;
+        last.line_ends &= inside;
+        quotes |= last.quotes;
+    }
+    has_quotes_ = quotes != 0;
 }
 
 }  // namespace Orlo::IMPL

@@ -64,15 +64,30 @@ void single_quotes(stringEx& text, char quote) {
     text.set_size(single_quotes(text.mutable_data(), text.size(), quote));
 }
 
-const char* text_of(const byteEx& bytes) {
-    return reinterpret_cast<const char*>(bytes.data());
-}
+/// A text of the caller's, read like any other source: rows are made ready for use where they lie, so not in
+/// the caller's bytes.
+class text_source final : public TDataSource {
+public:
+    explicit text_source(const byteEx& text) : text_(text) {}
+
+    bool IsOpen() const override { return true; }
+    int GetKind() const override { return 0; }
+    bool IsEof() override { return position_ == text_.size(); }
+    std::size_t Read(void* buffer, std::size_t size) override {
+        const std::size_t got = std::min(size, text_.size() - position_);
+        std::memcpy(buffer, text_.data() + position_, got);
+        position_ += got;
+        return got;
+    }
+
+private:
+    const byteEx& text_;
+    std::size_t position_ = 0;
+};
 
 }  // namespace
 
-CCsvParser::CCsvParser() : scanner_(std::make_unique<IMPL::csv_scanner>()) {
-    _Start(delimiter_, quote_, "\r\n"_lit);
-}
+CCsvParser::CCsvParser() : scanner_(std::make_unique<IMPL::csv_scanner>()) {}
 
 CCsvParser::CCsvParser(const stringEx& path, char delimiter, char quote, const stringEx& line_end,
                        std::uint32_t block_size)
@@ -89,24 +104,17 @@ void CCsvParser::Attach(shared_ptr<TDataSource> source, char delimiter, char quo
                         std::uint32_t block_size) {
     source_ = std::move(source);
     block_size_ = std::max<std::uint32_t>(block_size, 1);
-    buffer_ = &own_buffer_;
-    own_buffer_.assign_reserve(block_size_ + csv_row_view::readable_behind);
-    own_buffer_.set_size(0);
-    _Start(delimiter, quote, line_end);
-}
-
-void CCsvParser::Attach(byteEx& text, char delimiter, char quote, const stringEx& line_end) {
-    source_.reset();
-    buffer_ = &text;
-    _Start(delimiter, quote, line_end);
-}
-
-void CCsvParser::_Start(char delimiter, char quote, const stringEx& line_end) {
+    buffer_.assign_reserve(block_size_ + csv_rows_view::readable_behind);
+    buffer_.set_size(0);
     delimiter_ = delimiter;
     quote_ = quote;
     line_end_ = line_end.empty() ? "\n"_lit : line_end;
     row_count_ = 0;
     scanner_->set_marks({quote, delimiter, line_end_[0]}, line_end_.size() - 1);
+}
+
+void CCsvParser::Attach(byteEx& text, char delimiter, char quote, const stringEx& line_end) {
+    Attach(shared_ptr<text_source>::make(text), delimiter, quote, line_end);
 }
 
 void CCsvParser::SetRowQuota(std::uint64_t quota) noexcept {
@@ -115,79 +123,70 @@ void CCsvParser::SetRowQuota(std::uint64_t quota) noexcept {
     scanner_->scan_again();
 }
 
-/// The short way to a row that waits in the scanner, which nearly all rows take.
-inline CCsvParser::outcome CCsvParser::_NextRow() {
-    if (!scanner_->take_row()) [[unlikely]] {
-        const outcome what = _FindRow();
-        if (what != outcome::row) return what;
-    }
-    ++row_count_;
-    if (scanner_->row_end() > buffer_->size()) [[unlikely]]
-        _SkipLineEndRest();
-    return outcome::row;
-}
-
 bool CCsvParser::GetNextRow(row_cells& row) {
-    const outcome what = _NextRow();
+    const outcome what = _FindRows();
     if (what == outcome::end) {
         row.clear();
         return false;
     }
+    if (what == outcome::row) {
+        scanner_->take_row();
+        _CountRows();
+    }
     const std::span<const csv_cell> cells = scanner_->cells();
-    const char* const base = text_of(*buffer_);
     row.resize(cells.size());
     for (std::size_t i = 0; i < cells.size(); ++i)
-        row[i].assign({base + cells[i].begin, cells[i].length});
-    for (const std::size_t number : scanner_->doubled_cells())
-        single_quotes(row[number - scanner_->first_cell()], quote_);
+        row[i].assign({_Text() + cells[i].begin, cells[i].length()});
+    const std::size_t first = scanner_->rows().front().cell;
+    for (const auto& doubled : scanner_->doubled_cells())
+        single_quotes(row[doubled.cell - first], quote_);
     if (what != outcome::row) _Raise(what);
     return true;
 }
 
-bool CCsvParser::GetNextRow(csv_row_view& row) {
-    const outcome what = _NextRow();
-    if (what != outcome::row) [[unlikely]] {
-        row = {};
-        if (what != outcome::end) _Raise(what);
-        return false;
-    }
-    if (buffer_ != &own_buffer_) [[unlikely]]
-        _RowToOwnBuffer();
-    if (scanner_->any_doubled()) [[unlikely]]
-        _SingleQuotes();
-    const std::span<const csv_cell> cells = scanner_->cells();
-    row.cells_ = cells.data();
-    row.count_ = cells.size();
-    row.base_ = text_of(own_buffer_);
+bool CCsvParser::GetNextRows(csv_rows_view& rows) {
+    rows = {};
+    const outcome what = _FindRows();
+    if (what == outcome::end) return false;
+    if (what != outcome::row) _Raise(what);
+    scanner_->take_rows(buffer_.size());
+    _CountRows();
+    if (scanner_->any_doubled()) _SingleQuotes();
+    rows.base_ = _Text();
+    rows.cells_ = scanner_->all_cells();
+    rows.starts_ = scanner_->rows().data();
+    rows.count_ = scanner_->rows().size() - 1;
     return true;
 }
 
-/// Copies the row to where it may be written to, and read behind: a text in memory is the caller's.
-void CCsvParser::_RowToOwnBuffer() {
-    const std::size_t begin = scanner_->row_begin();
-    const std::size_t size = scanner_->row_end() - begin;
-    own_buffer_.assign_reserve(size + csv_row_view::readable_behind);
-    std::memcpy(own_buffer_.mutable_data(), buffer_->data() + begin, size);
-    for (csv_cell& cell : scanner_->cells())
-        cell.begin -= begin;
+const char* CCsvParser::_Text() const {
+    return reinterpret_cast<const char*>(buffer_.data());
+}
+
+/// Rows were taken and are going to be handed out.
+void CCsvParser::_CountRows() {
+    row_count_ += static_cast<std::uint32_t>(scanner_->rows().size() - 1);
+    if (scanner_->end_byte() > buffer_.size()) _SkipLineEndRest();
 }
 
 void CCsvParser::_SingleQuotes() {
-    char* const base = reinterpret_cast<char*>(own_buffer_.mutable_data());
-    const std::span<csv_cell> cells = scanner_->cells();
-    for (const std::size_t number : scanner_->doubled_cells()) {
-        csv_cell& cell = cells[number - scanner_->first_cell()];
-        cell.length = single_quotes(base + cell.begin, cell.length, quote_);
+    char* const base = reinterpret_cast<char*>(buffer_.mutable_data());
+    for (const auto& doubled : scanner_->doubled_cells()) {
+        csv_cell& cell = scanner_->all_cells()[doubled.cell];
+        cell.end = cell.begin + single_quotes(base + cell.begin, cell.length(), quote_);
     }
 }
 
-CCsvParser::outcome CCsvParser::_FindRow() {
-    do {
+/// Sees to it that there are rows to take. Otherwise there are none any more, or the open row, which is taken
+/// then, fails.
+CCsvParser::outcome CCsvParser::_FindRows() {
+    if (!source_) return outcome::end;
+    while (!scanner_->has_rows()) {
         const std::uint64_t begin = scanner_->open_row_begin();
-        const std::uint64_t available = buffer_->size() - begin;
+        const std::uint64_t available = buffer_.size() - begin;
         const std::uint64_t most = row_quota_ == UINT64_MAX ? row_quota_ : row_quota_ + 1;
         const std::uint64_t limit = std::min(available, most);
-        switch (scanner_->scan(text_of(*buffer_), begin + limit)) {
+        switch (scanner_->scan(_Text(), begin + limit)) {
             case IMPL::csv_scanner::stop::rows:
                 continue;
             case IMPL::csv_scanner::stop::fail:
@@ -196,18 +195,17 @@ CCsvParser::outcome CCsvParser::_FindRow() {
             case IMPL::csv_scanner::stop::used_up:
                 break;
         }
-        if (limit == available && (!source_ || source_->IsEof())) return _EndOfInput();
+        if (limit == available && source_->IsEof()) return _EndOfInput();
         if (limit > row_quota_) {
             scanner_->take_open_row();
             return outcome::over_quota;
         }
         if (!_Refill(begin)) return _EndOfInput();
-    } while (!scanner_->take_row());
+    }
     return outcome::row;
 }
 
 CCsvParser::outcome CCsvParser::_EndOfInput() {
-    outcome what = outcome::row;
     switch (scanner_->state()) {
         case IMPL::csv_state::field_start:
             // only a delimiter leads back here within a row
@@ -219,19 +217,18 @@ CCsvParser::outcome CCsvParser::_EndOfInput() {
             scanner_->push_open_cell();
             break;
         case IMPL::csv_state::quoted:
-            what = outcome::unclosed;
-            break;
+            scanner_->take_open_row();
+            return outcome::unclosed;
     }
-    scanner_->take_open_row();
-    if (what == outcome::row) scanner_->open_row_at(scanner_->row_end());
-    return what;
+    scanner_->end_open_row();
+    return outcome::row;
 }
 
 /// Goes over the line end's further characters, which are not looked at, from block to block.
 void CCsvParser::_SkipLineEndRest() {
-    while (scanner_->row_end() > buffer_->size()) {
-        if (!source_ || source_->IsEof() || !_Refill(scanner_->row_begin())) {
-            scanner_->open_row_at(buffer_->size());
+    while (scanner_->end_byte() > buffer_.size()) {
+        if (source_->IsEof() || !_Refill(scanner_->first_byte())) {
+            scanner_->open_row_at(buffer_.size());
             return;
         }
     }
@@ -239,28 +236,27 @@ void CCsvParser::_SkipLineEndRest() {
 
 /// Reads the next block behind what the buffer holds from `keep_from` on. False at the end of the source.
 bool CCsvParser::_Refill(std::uint64_t keep_from) {
-    const std::size_t kept = own_buffer_.size() - keep_from;
-    own_buffer_.reserve_for_write(kept + block_size_ + csv_row_view::readable_behind);
-    unsigned char* const data = own_buffer_.mutable_data();
+    const std::size_t kept = buffer_.size() - keep_from;
+    buffer_.reserve_for_write(kept + block_size_ + csv_rows_view::readable_behind);
+    unsigned char* const data = buffer_.mutable_data();
     std::memmove(data, data + keep_from, kept);
-    own_buffer_.set_size(kept);
+    buffer_.set_size(kept);
     scanner_->forget_front(keep_from);
 
     const std::size_t got = source_->Read(data + kept, block_size_);
-    own_buffer_.set_size(kept + got);
+    buffer_.set_size(kept + got);
     return got != 0;
 }
 
 void CCsvParser::_Raise(outcome what) {
     if (what == outcome::over_quota) OVER_QUOTA.raise({row_quota_});
 
-    const bool unclosed = what == outcome::unclosed;
-    const csv_cell cell = unclosed ? scanner_->open_cell() : scanner_->cells().back();
-    stringEx content(text_of(*buffer_) + cell.begin, cell.length);
+    const csv_cell cell = scanner_->open_cell();
+    stringEx content(_Text() + cell.begin, cell.length());
     if (scanner_->open_cell_doubled()) single_quotes(content, quote_);
-    if (unclosed) UNCLOSED_FIELD.raise({content});
+    if (what == outcome::unclosed) UNCLOSED_FIELD.raise({content});
 
-    const char found = text_of(*buffer_)[scanner_->position() - 1];
+    const char found = _Text()[scanner_->position() - 1];
     stringEx found_text(&found, 1);
     found_text.append_format(16, " (%#x)", static_cast<unsigned>(int{found}));
     BAD_QUOTING.raise({found_text, std::string_view(&delimiter_, 1), content});

@@ -22,20 +22,22 @@ enum class reading { owned_cells, views };
 parsed_text read_all(CCsvParser& parser, reading how) {
     parsed_text result;
     row_cells row{"left over"_lit, "from before"};
-    csv_row_view view;
+    csv_rows_view views;
     try {
-        for (;;) {
-            std::vector<std::string> cells;
-            if (how == reading::owned_cells) {
-                if (!parser.GetNextRow(row)) break;
+        if (how == reading::owned_cells) {
+            while (parser.GetNextRow(row)) {
+                std::vector<std::string>& cells = result.rows.emplace_back();
                 for (const stringEx& cell : row)
                     cells.emplace_back(cell.view());
-            } else {
-                if (!parser.GetNextRow(view)) break;
-                for (std::size_t i = 0; i < view.size(); ++i)
-                    cells.emplace_back(view[i]);
             }
-            result.rows.push_back(cells);
+        }
+        while (how == reading::views && parser.GetNextRows(views)) {
+            EXPECT_NE(views.size(), 0);
+            for (std::size_t i = 0; i < views.size(); ++i) {
+                std::vector<std::string>& cells = result.rows.emplace_back();
+                for (std::size_t cell = 0; cell < views[i].size(); ++cell)
+                    cells.emplace_back(views[i][cell]);
+            }
         }
         EXPECT_EQ(parser.GetRowCount(), result.rows.size());
         if (how == reading::owned_cells) {
@@ -187,11 +189,13 @@ std::string scan_all(IMPL::csv_scanner& scanner, const std::string& text,
         stop stopped = stop::rows;
         while (stopped == stop::rows) {
             stopped = scanner.scan(text.data(), limit);
-            while (scanner.take_row()) {
+            while (scanner.has_rows()) {
+                scanner.take_row();
                 for (const csv_cell& cell : scanner.cells())
-                    told += std::to_string(cell.begin) + '+' + std::to_string(cell.length) + ' ';
-                told += "doubled " + std::to_string(scanner.doubled_cells().size()) + " next " +
-                        std::to_string(scanner.row_end()) + '\n';
+                    told += std::to_string(cell.begin) + '-' + std::to_string(cell.end) + ' ';
+                for (const auto& doubled : scanner.doubled_cells())
+                    told += "doubled at " + std::to_string(doubled.byte) + (doubled.more ? " and on " : " ");
+                told += "next " + std::to_string(scanner.end_byte()) + '\n';
             }
         }
         told += std::to_string(scanner.position());
@@ -247,31 +251,50 @@ TEST(CsvParser, ANewQuotaHoldsFromTheNextRowOn) {
         CCsvParser parser;
         parser.Attach(source);
         parser.SetRowQuota(r.before);
-        csv_row_view view;
-        ASSERT_TRUE(parser.GetNextRow(view));
+        row_cells cells;
+        ASSERT_TRUE(parser.GetNextRow(cells));
+        EXPECT_EQ(cells[0], "\"");
         parser.SetRowQuota(r.after);
-        EXPECT_EQ(view[0], "\"") << "the row lives until the next is read";
         if (r.second == nullptr) {
-            EXPECT_THROW(parser.GetNextRow(view), csvExp) << r.after;
+            EXPECT_THROW(parser.GetNextRow(cells), csvExp) << r.after;
             continue;
         }
-        ASSERT_TRUE(parser.GetNextRow(view));
-        EXPECT_EQ(view[0], r.second);
-        ASSERT_TRUE(parser.GetNextRow(view));
-        EXPECT_EQ(view[0], "cc");
+        csv_rows_view views;
+        ASSERT_TRUE(parser.GetNextRows(views));
+        EXPECT_EQ(views[0][0], r.second);
+        parser.SetRowQuota(1);
+        EXPECT_EQ(views[0][0], r.second) << "rows live until the next are read";
+        if (views.size() == 1) {
+            EXPECT_THROW(parser.GetNextRows(views), csvExp);
+        }
         EXPECT_EQ(source->reads, 1);
     }
 }
 
 // A block is read by the row that needs its bytes, be it only for the rest of its line end.
 TEST(CsvParser, ReadsNoBlockBeforeARowNeedsIt) {
-    const auto source = shared_ptr<block_source>::make("a\r\nb\r\ncc\r\nd");
-    CCsvParser parser;
-    parser.Attach(source, ',', '"', "\r\n"_lit, 5);
-    csv_row_view view;
+    const auto attached = [](CCsvParser& parser) {
+        const auto source = shared_ptr<block_source>::make("a\r\nb\r\ncc\r\nd");
+        parser.Attach(source, ',', '"', "\r\n"_lit, 5);
+        return source;
+    };
+    CCsvParser one_by_one;
+    const auto source = attached(one_by_one);
+    row_cells row;
     for (const int reads : {1, 2, 2, 3}) {
-        ASSERT_TRUE(parser.GetNextRow(view));
-        EXPECT_EQ(source->reads, reads) << view[0];
+        ASSERT_TRUE(one_by_one.GetNextRow(row));
+        EXPECT_EQ(source->reads, reads) << row[0];
+    }
+    // the row whose line end is cut comes alone
+    CCsvParser together;
+    const auto same = attached(together);
+    csv_rows_view rows;
+    const std::pair<std::string_view, int> firsts[] = {{"a", 1}, {"b", 2}, {"cc", 2}, {"d", 3}};
+    for (const auto& [first, reads] : firsts) {
+        ASSERT_TRUE(together.GetNextRows(rows));
+        EXPECT_EQ(rows.size(), 1);
+        EXPECT_EQ(rows[0][0], first);
+        EXPECT_EQ(same->reads, reads) << first;
     }
 }
 

@@ -33,9 +33,9 @@ merged fold_while_reading(Orlo::byteEx input, std::uint32_t key_columns, std::ui
     Orlo::CCsvParser parser;
     parser.Attach(input);
     CFold fold(key_columns);
-    Orlo::csv_row_view row;
-    while (parser.GetNextRow(row))
-        fold.AddRow(row);
+    Orlo::csv_rows_view rows;
+    while (parser.GetNextRows(rows))
+        fold.AddRows(rows);
 
     Orlo::byteEx output;
     Orlo::CCsvWriter writer;
@@ -138,7 +138,8 @@ TEST(Fold, AgreesOnManyGroups) {
 
 /// A key of one cell with one sum. `text` must have what a key needs behind it.
 merge_key key_of(std::string_view text) {
-    return {text.data(), static_cast<std::uint32_t>(text.size()), 1, nullptr, nullptr};
+    static const Orlo::csv_cell cells[1] = {};
+    return {text.data(), static_cast<std::uint32_t>(text.size()), 1, cells, nullptr};
 }
 
 /// Puts `keys` into a table in their order and checks look-ups and the visit against an ordered map.
@@ -229,15 +230,20 @@ TEST(NumberCells, AgreeWithTheNumberParser) {
         Orlo::byteEx bytes = bytes_of(input);
         Orlo::CCsvParser parser;
         parser.Attach(bytes);
-        Orlo::csv_row_view row;
-        ASSERT_TRUE(parser.GetNextRow(row));
+        Orlo::csv_rows_view rows;
+        ASSERT_TRUE(parser.GetNextRows(rows));
+        const Orlo::csv_row_view row = rows[0];
         ASSERT_EQ(row.size(), cells + 1);
-        for (const auto way : {number_cells::one_by_one, number_cells::by_fours, NumbersOfCells}) {
-            if (way == number_cells::by_fours && !__builtin_cpu_supports("avx2")) continue;
-            std::vector<std::int64_t> numbers(cells + Orlo::csv_row_view::spare_cells);
-            way(row, 1, numbers.data());
+        for (const auto way : {number_cells::add_one_by_one, number_cells::add_by_fours, AddNumbers}) {
+            if (way == number_cells::add_by_fours && !__builtin_cpu_supports("avx2")) continue;
+            std::vector<std::int64_t> sums(cells, INT64_MAX);
+            merge_group group{sums.data(), static_cast<std::uint32_t>(cells), 0};
+            const merge_key key{nullptr, 0, group.columns, row.cells().data(), &group};
+            way({&key, 1}, row.base(), 1);
             for (std::size_t i = 0; i < cells; ++i) {
-                ASSERT_EQ(numbers[i], Orlo::parse_int64(Orlo::stringEx(row[i + 1]))) << row[i + 1];
+                const std::int64_t number = Orlo::parse_int64(Orlo::stringEx(row[i + 1]));
+                ASSERT_EQ(static_cast<std::uint64_t>(sums[i]), INT64_MAX + static_cast<std::uint64_t>(number))
+                    << row[i + 1];
             }
         }
     }

@@ -53,8 +53,10 @@ public:
     /// holds lend their storage to the new ones.
     bool GetNextRow(row_cells& row);
 
-    /// The same without copies: the cells of `row` are valid until the next call.
-    bool GetNextRow(csv_row_view& row);
+    /// Replaces `rows` with as many of the next rows as were found at once, one at least, without copies:
+    /// they are valid until the next call. False, with no rows, when nothing was left. A row that fails does
+    /// so in the call after the one with the rows in front of it.
+    bool GetNextRows(csv_rows_view& rows);
 
     /// Bounds the bytes of one row, delimiters and quotes included. A row may have one byte more. It holds
     /// from the next row on.
@@ -65,14 +67,13 @@ public:
 private:
     enum class outcome { row, end, over_quota, bad_quoting, unclosed };
 
-    void _Start(char delimiter, char quote, const stringEx& line_end);
-    outcome _NextRow();
-    outcome _FindRow();
+    outcome _FindRows();
     outcome _EndOfInput();
+    void _CountRows();
     void _SkipLineEndRest();
     bool _Refill(std::uint64_t keep_from);
-    void _RowToOwnBuffer();
     void _SingleQuotes();
+    const char* _Text() const;
     [[noreturn]] void _Raise(outcome what);
 
     char quote_ = '"';
@@ -82,8 +83,7 @@ private:
     std::uint64_t row_quota_ = default_row_quota;
     std::uint32_t row_count_ = 0;
     std::uint32_t block_size_ = default_block_size;
-    byteEx own_buffer_;
-    byteEx* buffer_ = &own_buffer_;
+    byteEx buffer_;
     std::unique_ptr<IMPL::csv_scanner> scanner_;
 };
 
