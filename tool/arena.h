@@ -16,7 +16,7 @@ public:
     CArena& operator=(const CArena&) = delete;
 
     /// Bytes behind each piece that may be read, and mean nothing.
-    static constexpr std::size_t readable_behind = 16;
+    static constexpr std::size_t readable_behind = 32;
 
     /// Bytes of all blocks.
     std::size_t size() const { return total_; }

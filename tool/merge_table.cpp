@@ -46,11 +46,14 @@ constexpr std::size_t IN_CACHE = std::size_t{384} << 10;
 }  // namespace
 
 struct CMergeTable::node {
-    std::uint32_t depth;   ///< which byte of the key the children differ in
-    std::uint16_t window;  ///< bytes that a window reaches; 0 in nodes that search
-    std::uint8_t low;      ///< the first byte of a window
-    std::uint8_t count;    ///< children, in nodes that search
-    link end;              ///< the group whose key ends at `depth`
+    std::uint32_t depth;  ///< which byte of the key the children differ in
+    std::uint8_t mask;    ///< bytes that a window reaches, less one; 0 in nodes that search
+    std::uint8_t low;     ///< the first byte of a window, a multiple of its size
+    std::uint8_t count;   ///< children, in nodes that search
+    link end;             ///< the group whose key ends at `depth`
+
+    bool is_window() const { return mask != 0; }
+    bool reaches(std::uint8_t byte) const { return (byte & ~mask) == low; }
 };
 
 /// Searches. The larger size has more than four children, so `count` tells when either is full. Places that
@@ -65,6 +68,7 @@ struct CMergeTable::small_node : node {
 struct CMergeTable::window_node : node {
     link* children() { return reinterpret_cast<link*>(this + 1); }
     const link* children() const { return reinterpret_cast<const link*>(this + 1); }
+    link& child(std::uint8_t byte) { return children()[byte & mask]; }
 };
 
 namespace {
@@ -82,9 +86,7 @@ int byte_at(const char* bytes, std::uint32_t size, std::uint32_t depth) {
 inline CMergeTable::link* CMergeTable::slot_of(node* at, const merge_key& key) {
     if (at->depth >= key.size) return &at->end;
     const auto byte = static_cast<std::uint8_t>(key.bytes[at->depth]);
-    const std::uint32_t place = std::uint32_t{byte} - at->low;  // far beyond the window if below it
-    if (place < at->window) return static_cast<window_node*>(at)->children() + place;
-    if (at->window != 0) return nullptr;
+    if (at->is_window()) return at->reaches(byte) ? &static_cast<window_node*>(at)->child(byte) : nullptr;
     auto* const n = static_cast<small_node*>(at);
     const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(n->bytes));
     const __m128i same = _mm_cmpeq_epi8(bytes, _mm_set1_epi8(static_cast<char>(byte)));
@@ -95,15 +97,22 @@ inline CMergeTable::link* CMergeTable::slot_of(node* at, const merge_key& key) {
 /// Some child of a node. All groups below it share the bytes in front of the node's depth.
 CMergeTable::link CMergeTable::any_child(node* at) {
     if (at->end != 0) return at->end;
-    if (at->window == 0) return static_cast<small_node*>(at)->children()[0];
+    if (!at->is_window()) return static_cast<small_node*>(at)->children()[0];
     const link* const children = static_cast<window_node*>(at)->children();
-    return *std::find_if(children, children + at->window, [](link child) { return child != 0; });
+    return *std::find_if(children, children + at->mask + 1, [](link child) { return child != 0; });
 }
 
-/// Where `key` goes on to. One that is missing goes to a neighbour, which `FindOrInsert` is going to look at.
+/// Where `key` goes on to. One that is missing goes to some neighbour, which `FindOrInsert` is going to look
+/// at; so a window takes a byte that it does not reach for one that it does.
 inline CMergeTable::link CMergeTable::step(node* at, const merge_key& key) {
-    const link* const slot = slot_of(at, key);
-    return slot != nullptr && *slot != 0 ? *slot : any_child(at);
+    link child = 0;
+    if (at->depth < key.size && at->is_window()) {
+        const auto byte = static_cast<std::uint8_t>(key.bytes[at->depth]);
+        child = static_cast<window_node*>(at)->child(byte);
+    } else if (const link* const slot = slot_of(at, key)) {
+        child = *slot;
+    }
+    return child != 0 ? child : any_child(at);
 }
 
 /// Asks for the memory of what `at` links to: a small node's bytes and children, or a group with its key.
@@ -116,11 +125,14 @@ inline void CMergeTable::prefetch(link at) {
 inline bool CMergeTable::_Matches(const merge_key& key, const merge_group& group) const {
     if (key.size != group.key_size) return false;
     const char* const other = group.key_bytes(key_columns_);
-    for (std::uint32_t at = 0; at < key.size; at += 16) {
+    const auto same = [&](std::uint32_t at) {
         const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(key.bytes + at));
         const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(other + at));
-        const auto differ = static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(a, b))) ^ 0xFFFF;
-        if (differ != 0) return std::countr_zero(differ) + at >= key.size;
+        return static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(a, b)));
+    };
+    for (std::uint32_t at = 0; at < key.size; at += 32) {
+        const std::uint32_t differ = ~(same(at) | same(at + 16) << 16);
+        if (differ != 0) return static_cast<std::uint32_t>(std::countr_zero(differ)) + at >= key.size;
     }
     return true;
 }
@@ -133,36 +145,27 @@ void CMergeTable::Find(std::span<merge_key> keys) const {
     _IsInCache() ? _Find<true>(keys) : _Find<false>(keys);
 }
 
-/// While a key is on its way, its `group` is the link that it has come to.
 template <bool InCache>
 void CMergeTable::_Find(std::span<merge_key> keys) const {
     constexpr std::size_t in_flight = 64;
-    merge_key* active[in_flight];
-    while (!keys.empty()) {
-        const std::span<merge_key> now = keys.first(std::min(keys.size(), in_flight));
-        keys = keys.subspan(now.size());
-        std::size_t left = 0;
-        for (merge_key& key : now) {
-            key.group = reinterpret_cast<merge_group*>(root_);
-            active[left++] = &key;
-        }
-        if (root_ == 0 || is_group(root_)) left = 0;
-        while (left != 0) {
-            std::size_t still = 0;
-            for (std::size_t a = 0; a < left; ++a) {
-                merge_key* const key = active[a];
-                const link next = step(reinterpret_cast<node*>(key->group), *key);
+    link at[in_flight];
+    for (std::span<merge_key> now; !keys.empty(); keys = keys.subspan(now.size())) {
+        now = keys.first(std::min(keys.size(), in_flight));
+        std::fill_n(at, now.size(), root_);
+        // the keys on their way, a bit each
+        std::uint64_t walking =
+            root_ == 0 || is_group(root_) ? 0 : ~std::uint64_t{0} >> (in_flight - now.size());
+        while (walking != 0) {
+            for (std::uint64_t left = walking; left != 0; left &= left - 1) {
+                const auto i = static_cast<unsigned>(std::countr_zero(left));
+                const link next = step(node_of(at[i]), now[i]);
                 if constexpr (!InCache) prefetch(next);
-                key->group = reinterpret_cast<merge_group*>(next);
-                active[still] = key;
-                still += is_group(next) ? 0 : 1;
+                at[i] = next;
+                walking ^= std::uint64_t{is_group(next)} << i;
             }
-            left = still;
         }
-        for (merge_key& key : now) {
-            const auto at = reinterpret_cast<link>(key.group);
-            key.group = at != 0 && _Matches(key, *group_of(at)) ? group_of(at) : nullptr;
-        }
+        for (std::size_t i = 0; i < now.size(); ++i)
+            now[i].group = at[i] != 0 && _Matches(now[i], *group_of(at[i])) ? group_of(at[i]) : nullptr;
     }
 }
 
@@ -219,8 +222,7 @@ void CMergeTable::_AddChild(link* slot, int byte, link child) {
     }
     const auto key = static_cast<std::uint8_t>(byte);
     const auto has_room = [key](const node* n) {
-        return n->window != 0 ? static_cast<std::uint8_t>(key - n->low) < n->window
-                              : !static_cast<const small_node*>(n)->is_full();
+        return n->is_window() ? n->reaches(key) : !static_cast<const small_node*>(n)->is_full();
     };
     if (!has_room(at)) {
         at = _Enlarge(at, key);
@@ -230,8 +232,8 @@ void CMergeTable::_AddChild(link* slot, int byte, link child) {
 }
 
 void CMergeTable::put_child(node* at, std::uint8_t byte, link child) {
-    if (at->window != 0) {
-        static_cast<window_node*>(at)->children()[byte - at->low] = child;
+    if (at->is_window()) {
+        static_cast<window_node*>(at)->child(byte) = child;
         return;
     }
     auto* const n = static_cast<small_node*>(at);
@@ -243,14 +245,14 @@ void CMergeTable::put_child(node* at, std::uint8_t byte, link child) {
 /// The children of a node with their bytes: in order in a window, unordered in one that searches.
 template <class Visit>
 void CMergeTable::for_each_child(const node* at, Visit visit) {
-    if (at->window == 0) {
+    if (!at->is_window()) {
         const auto* const n = static_cast<const small_node*>(at);
         for (std::size_t i = 0; i < n->count; ++i)
             visit(n->bytes[i], n->children()[i]);
         return;
     }
     const link* const children = static_cast<const window_node*>(at)->children();
-    for (std::size_t i = 0; i < at->window; ++i) {
+    for (std::size_t i = 0; i <= at->mask; ++i) {
         if (children[i] != 0) visit(static_cast<std::uint8_t>(at->low + i), children[i]);
     }
 }
@@ -284,7 +286,7 @@ CMergeTable::node* CMergeTable::_NewNode(std::uint32_t depth, std::size_t count,
     auto* const made = static_cast<node*>(std::memset(arena_.Allocate(size), 0, size));
     made->depth = depth;
     if (as_window) {
-        made->window = static_cast<std::uint16_t>(window);
+        made->mask = static_cast<std::uint8_t>(window - 1);
         made->low = static_cast<std::uint8_t>(lowest - lowest % window);
     }
     return made;
@@ -319,7 +321,7 @@ void CMergeTable::Widen(merge_group* group, std::uint32_t columns) {
 /// Appends the links of a node's children so that the first in order is the last on the stack.
 void CMergeTable::_PushChildren(const node* at, std::vector<link>& stack) const {
     const std::size_t first = stack.size();
-    if (at->window == 0) {
+    if (!at->is_window()) {
         const auto* const n = static_cast<const small_node*>(at);
         std::uint8_t order[MOST_SEARCHED];
         std::iota(order, order + n->count, std::uint8_t{0});
@@ -329,7 +331,7 @@ void CMergeTable::_PushChildren(const node* at, std::vector<link>& stack) const 
             stack.push_back(n->children()[order[i]]);
     } else {
         const link* const children = static_cast<const window_node*>(at)->children();
-        for (std::size_t i = at->window; i-- != 0;) {
+        for (std::size_t i = at->mask + std::size_t{1}; i-- != 0;) {
             if (children[i] != 0) stack.push_back(children[i]);
         }
     }

@@ -27,8 +27,8 @@ struct merge_group {
 
 /// What a row brings to the table: its key, made of its first cells, and the cells.
 struct merge_key {
-    /// Bytes behind a key that may be read, and mean nothing: keys are compared 16 bytes at a time.
-    static constexpr std::size_t readable_behind = 16;
+    /// Bytes behind a key that may be read, and mean nothing: keys are compared 32 bytes at a time.
+    static constexpr std::size_t readable_behind = 32;
 
     const char* bytes;
     std::uint32_t size;

@@ -173,7 +173,13 @@ void CCsvParser::_SingleQuotes() {
     char* const base = reinterpret_cast<char*>(buffer_.mutable_data());
     for (const auto& doubled : scanner_->doubled_cells()) {
         csv_cell& cell = scanner_->all_cells()[doubled.cell];
-        cell.end = cell.begin + single_quotes(base + cell.begin, cell.length(), quote_);
+        char* const from = base + doubled.byte;
+        if (doubled.more) {
+            cell.end = cell.begin + single_quotes(base + cell.begin, cell.length(), quote_);
+        } else {
+            std::memmove(from, from + 1, static_cast<std::size_t>(base + cell.end - from - 1));
+            --cell.end;
+        }
     }
 }
 

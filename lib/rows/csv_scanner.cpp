@@ -1,18 +1,9 @@
 // The two scanners of rows.
 //
-// The plain one is the grammar itself: one `csv_step` a character. The fast one takes the index's words, one
-// bit a character and mark, and asks of 64 characters at once what is a cell and what is text:
-//
-//     text          a,"b, ""c""",d\r\ne       in quotes: from each opening quote to in front of the closing
-//     quotes          1   11 111              one, which is each bit exclusive-ored with all before it.
-//     in quotes       11111 11 1              A doubled quote closes and opens again.
-//     delimiters     1          1             Those in quotes are text, and so are line ends; what is left
-//     line ends                   1           ends cells, and the second of these two ends the row as well.
-//
-// That holds while each opening quote is a cell's first character or the second of a doubled one, each
-// closing one is in front of a delimiter, a line end or its double, and the character behind a line end,
-// which is skipped unseen, is none of the marks. Where 64 characters break one of these the plain scanner
-// takes them: a quote inside an unquoted cell, a lone quote, a failure.
+// The plain one is the grammar itself: one `csv_step` a character. The fast one takes a stretch of text in
+// four steps: where the marks are (`csv_index`), which of them end cells and rows (`find_ends`), the cells
+// (`end_cells`), and last the rows, and what quotes change in cells. Where 64 characters are out of the
+// ordinary, the plain one takes them.
 //
 // A call goes on until some rows were found, so its set-up and all questions about room and limits are paid
 // once for some dozens of rows. Both scanners stop at `limit` in any state and go on from there, so where
@@ -24,13 +15,6 @@
 #include <bit>
 
 namespace Orlo::IMPL {
-namespace {
-
-/// Cells that are written in one go, in a word with as many marks or not.
-constexpr std::size_t CELLS_AT_ONCE = 12;
-
-}  // namespace
-
 void csv_scanner::set_marks(const csv_marks& marks, std::size_t line_end_rest) {
     marks_ = marks;
     line_end_rest_ = line_end_rest;
@@ -158,20 +142,14 @@ csv_scanner::stop csv_scanner::scan_plain(const char* text, std::size_t limit) {
 }
 
 csv_scanner::stop csv_scanner::scan_fast(const char* text, std::size_t limit) {
-    static const bool bmi =
-        __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("popcnt");
     while (position_ < limit && found_ == 0) {
         const std::size_t begin = position_;
         const std::size_t size = std::min(limit - begin, csv_index::span);
-        index_.build(text + begin, size, marks_);
-        make_room(size + CELLS_AT_ONCE);
-        const bool quotes =
-            index_.has_quotes() || state_ == csv_state::quoted || state_ == csv_state::quote_seen;
-        const auto scan_from = [&](std::size_t word) {
-            return bmi ? scan_words_bmi(begin, size, word, quotes) : scan_words(begin, size, word, quotes);
-        };
+        index_.build(text + begin, size, marks_, with_);
+        make_room(size + CELLS_TOO_MANY);
         const std::size_t words = (size + 63) / 64;
-        for (std::size_t word = scan_from(0); word < words; word = scan_from(word)) {
+        for (std::size_t word = scan_words(begin, size, 0); word < words;
+             word = scan_words(begin, size, word)) {
             const std::size_t word_end = begin + std::min(++word * 64, size);
             while (position_ < word_end) {
                 if (scan_plain(text, word_end) == stop::fail) return stop::fail;
@@ -181,125 +159,69 @@ csv_scanner::stop csv_scanner::scan_fast(const char* text, std::size_t limit) {
     return stop::used_up;
 }
 
+/// Ends cells and rows of the `size` bytes at `begin`, which are indexed, from word number `word` on. Returns
+/// the first word that is out of the ordinary, where the scanner stands then, or how many there are.
+std::size_t csv_scanner::scan_words(std::size_t begin, std::size_t size, std::size_t word) {
+    const std::size_t at = begin + 64 * word;
+    const std::size_t cell_begin = open_cell_begin();
+    const std::uint64_t skipped = cell_begin > at ? 1 : 0;
+    csv_carry carry{.in_quotes = state_ == csv_state::quoted ? ~std::uint64_t{0} : 0,
+                    .behind_quote = state_ == csv_state::quote_seen ? std::uint64_t{1} : 0,
+                    .cell_begins = state_ == csv_state::field_start ? 1 + skipped : 0,
+                    .skipped = skipped};
+    const std::size_t end = find_ends(index_, size, word, line_end_rest_, carry, ends_.data());
+    const csv_ends* const ends = &ends_[word];
+    cells_[count_].begin = cell_begin;
+    end_cells(ends, end - word, at, &cells_[count_], with_);
+    with_ == instructions::baseline ? end_rows(at, ends, end - word) : end_rows_popcnt(at, ends, end - word);
+    stop_at(std::min(begin + 64 * end, begin + size), cells_[count_].begin, carry.in_quotes != 0,
+            carry.behind_quote != 0);
+    return end;
+}
+
 namespace {
 
-/// The lowest bit and all below it.
-[[gnu::always_inline]] inline std::uint64_t up_to_lowest(std::uint64_t bits) {
-    return bits ^ (bits - 1);
-}
-
-/// Each bit exclusive-ored with all below it.
-[[gnu::always_inline]] inline std::uint64_t parities(std::uint64_t bits) {
-    for (unsigned distance = 1; distance < 64; distance *= 2)
-        bits ^= bits << distance;
-    return bits;
-}
-
-[[gnu::always_inline]] inline std::size_t count_of(std::uint64_t bits) {
-    return static_cast<unsigned>(std::popcount(bits));
-}
-
-/// Ends the cell `out` at the lowest mark, where the next one begins.
-[[gnu::always_inline]] inline void end_cell(csv_cell*& out, std::size_t at, std::uint64_t& marks) {
-    const std::size_t mark = at + static_cast<unsigned>(std::countr_zero(marks));
-    out->end = mark;
-    ++out;
-    out->begin = mark + 1;
-    marks &= marks - 1;
-}
-
-[[gnu::always_inline]] inline void end_four_cells(csv_cell*& out, std::size_t at, std::uint64_t& marks) {
-    end_cell(out, at, marks);
-    end_cell(out, at, marks);
-    end_cell(out, at, marks);
-    end_cell(out, at, marks);
-}
-
-/// Ends `out` and the cells behind it at the marks of the word at `at`. Writes some more than there are
-/// marks: what they hold means nothing.
-[[gnu::always_inline]] inline void end_cells(csv_cell* out, std::size_t at, std::uint64_t marks) {
-    do {
-        end_four_cells(out, at, marks);
-        end_four_cells(out, at, marks);
-        end_four_cells(out, at, marks);
-    } while (marks != 0);
+/// How many of `bits` there are up to the lowest of `some`, inclusive.
+[[gnu::always_inline]] inline std::size_t count_up_to(std::uint64_t bits, std::uint64_t some) {
+    return static_cast<unsigned>(std::popcount(bits & (some ^ (some - 1))));
 }
 
 }  // namespace
 
-/// Ends cells and rows of the `size` bytes at `begin`, which are indexed, from word number `word` on. Returns
-/// the first word that is out of the ordinary, where the scanner stands then, or how many there are.
-template <bool Quotes>
-[[gnu::always_inline]] inline std::size_t csv_scanner::scan_words_any(std::size_t begin, std::size_t size,
-                                                                      std::size_t word) {
-    const std::size_t words = (size + 63) / 64;
-    const std::size_t rest = line_end_rest_;
-    const std::uint64_t skips = rest != 0 ? ~std::uint64_t{0} : 0;
-    csv_cell* const cells = cells_.data();
-    csv_cell* out = cells + count_;
+/// Counts the cells, which end already, ends rows, and takes the quotes off quoted cells.
+[[gnu::always_inline]] inline void csv_scanner::end_rows_any(std::size_t at, const csv_ends* words,
+                                                             std::size_t count) {
+    csv_cell* cell = cells_.data() + count_;
     csv_row_start* row = &rows_[found_];
-    std::size_t at = begin + 64 * word;
-    out->begin = open_cell_begin();
-
-    // what the bits of the word before say of this one's first
-    std::uint64_t skipped = out->begin > at ? 1 : 0;
-    std::uint64_t first = state_ == csv_state::field_start ? 1 + skipped : 0;
-    std::uint64_t inside = state_ == csv_state::quoted ? ~std::uint64_t{0} : 0;
-    std::uint64_t closed = state_ == csv_state::quote_seen ? 1 : 0;
-
-    for (; word < words; ++word, at += 64) {
-        std::uint64_t delimiters = index_[word].delimiters;
-        std::uint64_t line_ends = index_[word].line_ends;
-        std::uint64_t behind_quote = 0;
-        std::uint64_t opening = 0;
-        if constexpr (Quotes) {
-            const std::uint64_t quotes = index_[word].quotes;
-            const std::uint64_t quoted = parities(quotes) ^ inside;
-            delimiters &= ~quoted;
-            line_ends &= ~quoted;
-            opening = quotes & quoted;
-            const std::uint64_t closing = quotes & ~quoted;
-            behind_quote = closing << 1 | closed;
-            const std::uint64_t firsts = delimiters << 1 | line_ends << 1 << rest | first;
-            const std::uint64_t skip = (line_ends << 1 | skipped) & skips;
-            const std::uint64_t marks = delimiters | line_ends;
-            const std::uint64_t odd = (opening & ~(firsts | behind_quote)) | (skip & (marks | quotes)) |
-                                      (behind_quote & ~(marks | opening));
-            const std::size_t left = begin + size - at;
-            if ((left < 64 ? odd << (64 - left) : odd) != 0) break;
-            inside = static_cast<std::uint64_t>(static_cast<std::int64_t>(quoted) >> 63);
-            closed = left < 64 ? closing >> (left - 1) & 1 : closing >> 63;
-            first = delimiters >> 63 | line_ends >> (63 - rest);
-        } else {
-            if (((line_ends << 1 | skipped) & skips & (delimiters | line_ends)) != 0) break;
+    for (const csv_ends* word = words; word != words + count; ++word, at += 64) {
+        for (std::uint64_t rows = word->rows; rows != 0; rows &= rows - 1) {
+            csv_cell* const next = cell + count_up_to(word->cells, rows);
+            next->begin += line_end_rest_;
+            *++row = {static_cast<std::size_t>(next - cells_.data()), next->begin};
         }
-        skipped = line_ends >> 63;
-
-        const std::uint64_t marks = delimiters | line_ends;
-        end_cells(out, at, marks);
-        for (; line_ends != 0; line_ends &= line_ends - 1) {
-            csv_cell* const next = out + count_of(marks & up_to_lowest(line_ends));
-            next->begin += rest;
-            *++row = {static_cast<std::size_t>(next - cells), next->begin};
+        for (std::uint64_t quoted = word->quoted_cells; quoted != 0; quoted &= quoted - 1) {
+            csv_cell& ended = cell[count_up_to(word->cells, quoted) - 1];
+            ++ended.begin;
+            --ended.end;
         }
-        if constexpr (Quotes) {
-            for (std::uint64_t ends = marks & behind_quote; ends != 0; ends &= ends - 1) {
-                csv_cell& cell = out[count_of(marks & up_to_lowest(ends)) - 1];
-                ++cell.begin;
-                --cell.end;
-            }
-            for (std::uint64_t doubles = opening & behind_quote; doubles != 0; doubles &= doubles - 1) {
-                const std::size_t before = count_of(marks & up_to_lowest(doubles));
-                note_doubled(static_cast<std::size_t>(out - cells) + before,
-                             at + static_cast<unsigned>(std::countr_zero(doubles)));
-            }
+        for (std::uint64_t doubles = word->doubles; doubles != 0; doubles &= doubles - 1) {
+            const std::size_t number = count_up_to(word->cells, doubles);
+            note_doubled(static_cast<std::size_t>(cell - cells_.data()) + number,
+                         at + static_cast<unsigned>(std::countr_zero(doubles)));
         }
-        out += count_of(marks);
+        cell += std::popcount(word->cells);
     }
-    count_ = static_cast<std::size_t>(out - cells);
+    count_ = static_cast<std::size_t>(cell - cells_.data());
     found_ = static_cast<std::size_t>(row - rows_.data());
-    stop_at(std::min(at, begin + size), out->begin, inside != 0, closed != 0);
-    return word;
+}
+
+void csv_scanner::end_rows(std::size_t at, const csv_ends* words, std::size_t count) {
+    end_rows_any(at, words, count);
+}
+
+[[gnu::target("bmi,bmi2,popcnt")]] void csv_scanner::end_rows_popcnt(std::size_t at, const csv_ends* words,
+                                                                     std::size_t count) {
+    end_rows_any(at, words, count);
 }
 
 /// Where the open cell begins, with its opening quote.
@@ -319,16 +241,6 @@ void csv_scanner::stop_at(std::size_t at, std::size_t cell_begin, bool in_quotes
         quote_at_ = at - 1;
         state_ = in_quotes ? csv_state::quoted : csv_state::quote_seen;
     }
-}
-
-std::size_t csv_scanner::scan_words(std::size_t begin, std::size_t size, std::size_t word, bool quotes) {
-    return quotes ? scan_words_any<true>(begin, size, word) : scan_words_any<false>(begin, size, word);
-}
-
-[[gnu::target("bmi,bmi2,popcnt")]] std::size_t csv_scanner::scan_words_bmi(std::size_t begin,
-                                                                           std::size_t size, std::size_t word,
-                                                                           bool quotes) {
-    return quotes ? scan_words_any<true>(begin, size, word) : scan_words_any<false>(begin, size, word);
 }
 
 }  // namespace Orlo::IMPL

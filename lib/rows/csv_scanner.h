@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "orlo/rows/row.h"
+#include "rows/csv_end_cells.h"
+#include "rows/csv_ends.h"
 #include "rows/csv_index.h"
 #include "rows/csv_machine.h"
 
@@ -41,8 +43,9 @@ public:
 
     /// What rows are made of; `line_end_rest` characters behind each line end's first are skipped unseen.
     void set_marks(const csv_marks& marks, std::size_t line_end_rest);
-    /// Takes the plain scanner whatever the marks are.
+    /// Takes the plain scanner whatever the marks are, or the fast one with less than the machine has.
     void use_plain() noexcept { fast_ = false; }
+    void use(instructions with) noexcept { with_ = with; }
 
     /// Forgets what was found behind the rows that were taken.
     void scan_again() noexcept;
@@ -107,11 +110,10 @@ public:
 private:
     stop scan_plain(const char* text, std::size_t limit);
     stop scan_fast(const char* text, std::size_t limit);
-    template <bool Quotes>
-    std::size_t scan_words_any(std::size_t begin, std::size_t size, std::size_t word);
-    std::size_t scan_words(std::size_t begin, std::size_t size, std::size_t word, bool quotes);
-    /// The same with instructions that count bits and find and clear the lowest.
-    std::size_t scan_words_bmi(std::size_t begin, std::size_t size, std::size_t word, bool quotes);
+    std::size_t scan_words(std::size_t begin, std::size_t size, std::size_t word);
+    void end_rows_any(std::size_t at, const csv_ends* words, std::size_t count);
+    void end_rows(std::size_t at, const csv_ends* words, std::size_t count);
+    void end_rows_popcnt(std::size_t at, const csv_ends* words, std::size_t count);
     std::size_t open_cell_begin() const noexcept;
     void stop_at(std::size_t at, std::size_t cell_begin, bool in_quotes, bool behind_quote) noexcept;
 
@@ -131,6 +133,7 @@ private:
     std::size_t line_end_rest_ = 0;
     std::array<std::uint8_t, 256> classes_{};
     bool fast_ = true;
+    instructions with_ = best_instructions();
 
     csv_state state_ = csv_state::field_start;
     bool failed_ = false;
@@ -148,6 +151,7 @@ private:
     std::size_t taken_ = 0;        ///< and end here
 
     csv_index index_;
+    std::array<csv_ends, csv_index::words> ends_;
 };
 
 }  // namespace Orlo::IMPL

@@ -205,19 +205,65 @@ std::string scan_all(IMPL::csv_scanner& scanner, const std::string& text,
     return told;
 }
 
-// The two scanners give the same rows and stop alike, wherever the bytes are cut.
+// The fast scanner, with each set of instructions that this machine has, finds what the plain one finds and
+// stops alike, wherever the bytes are cut, at the front of a word and across two.
 TEST(CsvScanner, PlainAndFastAgreeAtEveryCut) {
-    for_all_texts("\",\ra", 6, [](const std::string& text, std::size_t number) {
-        for (std::size_t cut = 0; cut <= text.size(); ++cut) {
-            IMPL::csv_scanner fast;
+    using IMPL::instructions;
+    for_all_texts("\",\ra", 6, [](const std::string& short_text, std::size_t number) {
+        const std::string text = std::string(number % 2 == 0 ? 0 : 61, 'x') + short_text;
+        for (std::size_t cut = text.size() - short_text.size(); cut <= text.size(); ++cut) {
             IMPL::csv_scanner plain;
-            for (IMPL::csv_scanner* scanner : {&fast, &plain})
-                scanner->set_marks({'"', ',', '\r'}, number % 3);
+            plain.set_marks({'"', ',', '\r'}, number % 3);
             plain.use_plain();
-            ASSERT_EQ(scan_all(fast, text, {cut, text.size()}), scan_all(plain, text, {cut, text.size()}))
-                << printable(text) << ' ' << cut;
+            const std::string expected = scan_all(plain, text, {cut, text.size()});
+            for (const auto with : {instructions::baseline, instructions::avx2, instructions::avx512}) {
+                if (with > IMPL::best_instructions()) break;
+                IMPL::csv_scanner fast;
+                fast.set_marks({'"', ',', '\r'}, number % 3);
+                fast.use(with);
+                ASSERT_EQ(scan_all(fast, text, {cut, text.size()}), expected)
+                    << printable(text) << ' ' << cut << " with " << static_cast<int>(with);
+            }
         }
     });
+}
+
+// The same on long texts with quotes wherever they may be, up to the row that fails.
+TEST(CsvScanner, PlainAndFastAgreeOnLongRandomTexts) {
+    using IMPL::instructions;
+    const unsigned seed = std::random_device{}();
+    SCOPED_TRACE(seed);
+    std::mt19937 random(seed);
+    const std::string_view pieces[] = {",",
+                                       "\r\n",
+                                       ",\"\",",
+                                       "\r\n\"a\"\"b\",",
+                                       ",\"x,\r\n\"\r\n",
+                                       ",5\" nail",
+                                       "\r,\"",
+                                       "long text of a cell",
+                                       "\"",
+                                       "\"\""};
+    for (int round = 0; round < 2000; ++round) {
+        std::string text;
+        const std::size_t usual = round % 3 == 0 ? std::size(pieces) : round % 3 == 1 ? 5 : 3;
+        while (text.size() < 3000) {
+            text += pieces[random() % usual];
+            text.append(random() % 12, 'y');
+        }
+        const std::size_t cut = random() % text.size();
+        IMPL::csv_scanner plain;
+        plain.set_marks({'"', ',', '\r'}, 1);
+        plain.use_plain();
+        const std::string expected = scan_all(plain, text, {cut, text.size()});
+        for (const auto with : {instructions::baseline, instructions::avx2, instructions::avx512}) {
+            if (with > IMPL::best_instructions()) break;
+            IMPL::csv_scanner fast;
+            fast.set_marks({'"', ',', '\r'}, 1);
+            fast.use(with);
+            ASSERT_EQ(scan_all(fast, text, {cut, text.size()}), expected) << static_cast<int>(with);
+        }
+    }
 }
 
 TEST(CsvParser, RowsOfTheQuotaPassAndOneMoreFails) {

@@ -52,7 +52,7 @@ private:
 /// whose bytes may be read just so. They mean nothing.
 class csv_rows_view {
 public:
-    static constexpr std::size_t readable_behind = 16;
+    static constexpr std::size_t readable_behind = 32;
     static constexpr std::size_t spare_cells = 3;
 
     std::size_t size() const noexcept { return count_; }
