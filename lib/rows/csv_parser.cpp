@@ -44,6 +44,10 @@ constexpr failure<csvExp> UNCLOSED_FIELD = {{
     .keys = {"  content = "},
 }};
 
+/// Where blocks are read to. The system copies them out of whole pages, which takes twice the time to a place
+/// that lies some bytes behind the beginning of a page.
+constexpr std::size_t BLOCK_ALIGNMENT = 64;
+
 /// Makes each doubled quote in `text` one; returns the length that is left.
 std::size_t single_quotes(char* text, std::size_t length, char quote) {
     const char* from = text;
@@ -240,17 +244,19 @@ void CCsvParser::_SkipLineEndRest() {
     }
 }
 
-/// Reads the next block behind what the buffer holds from `keep_from` on. False at the end of the source.
+/// Reads the next block behind what the buffer holds from `keep_from` on, which moves to the front. False at
+/// the end of the source.
 bool CCsvParser::_Refill(std::uint64_t keep_from) {
     const std::size_t kept = buffer_.size() - keep_from;
-    buffer_.reserve_for_write(kept + block_size_ + csv_rows_view::readable_behind);
+    buffer_.reserve_for_write(BLOCK_ALIGNMENT + kept + block_size_ + csv_rows_view::readable_behind);
     unsigned char* const data = buffer_.mutable_data();
-    std::memmove(data, data + keep_from, kept);
-    buffer_.set_size(kept);
-    scanner_->forget_front(keep_from);
+    const std::size_t front = (0 - reinterpret_cast<std::uintptr_t>(data + kept)) % BLOCK_ALIGNMENT;
+    std::memmove(data + front, data + keep_from, kept);
+    buffer_.set_size(front + kept);
+    scanner_->text_moved(keep_from, front);
 
-    const std::size_t got = source_->Read(data + kept, block_size_);
-    buffer_.set_size(kept + got);
+    const std::size_t got = source_->Read(data + front + kept, block_size_);
+    buffer_.set_size(front + kept + got);
     return got != 0;
 }
 

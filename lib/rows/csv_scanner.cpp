@@ -44,17 +44,18 @@ void csv_scanner::open_row_at(std::size_t at) noexcept {
     state_ = csv_state::field_start;
 }
 
-void csv_scanner::forget_front(std::size_t size) noexcept {
-    // offsets of what lies in front of the rest wrap, and are not looked at any more
+void csv_scanner::text_moved(std::size_t from, std::size_t to) noexcept {
+    // offsets wrap, and those of what is gone are not looked at any more
+    const std::size_t by = to - from;
     for (csv_cell& cell : std::span(cells_).first(count_))
-        cell = {cell.begin - size, cell.end - size};
+        cell = {cell.begin + by, cell.end + by};
     for (doubled_cell& doubled : doubled_cells_)
-        doubled.byte -= size;
+        doubled.byte += by;
     for (std::size_t row = first_taken_; row <= found_; ++row)
-        rows_[row].byte -= size;
-    position_ -= size;
-    cell_begin_ -= size;
-    quote_at_ -= size;
+        rows_[row].byte += by;
+    position_ += by;
+    cell_begin_ += by;
+    quote_at_ += by;
 }
 
 /// Moves what was found of the open row to the front.

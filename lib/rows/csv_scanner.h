@@ -88,9 +88,9 @@ public:
     std::size_t open_row_begin() const noexcept { return rows_[found_].byte; }
     /// The open row begins at `at`; nothing of it was scanned.
     void open_row_at(std::size_t at) noexcept;
-    /// The text's first `size` bytes are gone, and the rest has moved to its front. The rows taken last and
-    /// the open one live on as far as they lie in that rest.
-    void forget_front(std::size_t size) noexcept;
+    /// The text from offset `from` on has moved to offset `to`, and what was in front of it is gone. The rows
+    /// taken last and the open one live on as far as they lie in that rest.
+    void text_moved(std::size_t from, std::size_t to) noexcept;
 
     csv_state state() const noexcept { return state_; }
     std::size_t position() const noexcept { return position_; }
