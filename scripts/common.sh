@@ -18,11 +18,13 @@ quietly() {
     return $status
 }
 
-# configure PRESET [OPTION...], then build_targets PRESET [TARGET...] (all of them without a name).
+# configure PRESET [OPTION...], then build_targets PRESET [TARGET...] (all of them without a name). Compiles through
+# ccache where it is installed.
 configure() {
-    local preset=$1
+    local preset=$1 launcher=()
     shift
-    quietly "configuring $preset" cmake -S "$root" --preset "$preset" "$@"
+    ! command -v ccache >/dev/null || launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+    quietly "configuring $preset" cmake -S "$root" --preset "$preset" "${launcher[@]}" "$@"
 }
 build_targets() {
     local preset=$1

@@ -8,7 +8,7 @@ run=(g++:g++ cmake:cmake ninja:ninja-build)
 test=("${run[@]}" python3:python3 pkg-config:pkg-config
     /usr/include/gtest/gtest.h:libgtest-dev /usr/include/gmock/gmock.h:libgmock-dev)
 benches=(/usr/include/benchmark/benchmark.h:libbenchmark-dev)
-check=("${test[@]}" "${benches[@]}" git:git clang++:clang clang-format:clang-format
+check=("${test[@]}" "${benches[@]}" git:git ccache:ccache clang++:clang clang-format:clang-format
     "/usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a:libclang-rt-dev")
 bench=("${run[@]}" python3:python3 "${benches[@]}" mawk:mawk datamash:datamash node:nodejs npm:npm)
 

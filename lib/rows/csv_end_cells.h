@@ -4,7 +4,7 @@
 
 #include "orlo/rows/row.h"
 #include "rows/csv_ends.h"
-#include "rows/instructions.h"
+#include "vector/instructions.h"
 
 namespace Orlo::IMPL {
 

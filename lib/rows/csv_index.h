@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "rows/instructions.h"
+#include "vector/instructions.h"
 
 namespace Orlo::IMPL {
 
