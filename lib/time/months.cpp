@@ -45,14 +45,14 @@ double months_between(const TIME_FIELDS& early, const TIME_FIELDS& late) {
 bool CTime::IsSameMonth(CTime other, std::int16_t zone) const {
     TIME_FIELDS a, b;
     Decode(a, zone);
-    other.Decode(b, zone);
+    other.Decode(b, a.timeZone);
     return a.year == b.year && a.month == b.month;
 }
 
 bool CTime::IsSameQuarter(CTime other, std::int16_t zone) const {
     TIME_FIELDS a, b;
     Decode(a, zone);
-    other.Decode(b, zone);
+    other.Decode(b, a.timeZone);
     return a.year == b.year && (a.month - 1) / 3 == (b.month - 1) / 3;
 }
 
@@ -83,7 +83,7 @@ double CTime::GetMonthSpan(CTime other, std::int16_t zone) const {
     if (*this == other) return 0.0;
     TIME_FIELDS mine, others;
     Decode(mine, zone);
-    other.Decode(others, zone);
+    other.Decode(others, mine.timeZone);
     return *this > other ? months_between(others, mine) : -months_between(mine, others);
 }
 

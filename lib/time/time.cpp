@@ -55,7 +55,7 @@ std::uint32_t CTime::GetNumOfDays(std::int32_t month, std::int32_t year) {
 }
 
 std::int64_t CTime::Decode(TIME_FIELDS& fields, std::int16_t zone) const {
-    const std::int32_t minutes = IMPL::resolve_zone(zone);
+    const std::int16_t minutes = IMPL::resolve_zone(zone);
     const std::int64_t local = wrap_add(value_, minutes * US_PER_MINUTE);
     std::int64_t days = local / US_PER_DAY;
     std::int64_t time = local % US_PER_DAY;
@@ -74,7 +74,7 @@ std::int64_t CTime::Decode(TIME_FIELDS& fields, std::int16_t zone) const {
     fields.minute = static_cast<std::uint16_t>(time % US_PER_HOUR / US_PER_MINUTE);
     fields.second = static_cast<std::uint16_t>(time % US_PER_MINUTE / g_usPerSecond);
     fields.microsecond = static_cast<std::uint32_t>(time % g_usPerSecond);
-    fields.timeZone = static_cast<std::int16_t>(minutes);
+    fields.timeZone = minutes;
     return time / g_usPerSecond;
 }
 
@@ -173,7 +173,8 @@ void CTime::SetDay(std::uint16_t day, std::int16_t zone) {
 
 void CTime::SetDayOfYear(std::uint16_t day, std::int16_t zone) {
     const TIME_FIELDS fields = decoded(*this, zone);
-    if (day > (IMPL::is_leap_year(fields.year) ? 366 : 365)) SET_DAY_OF_YEAR.raise({fields.year, zone, day});
+    if (day > (IMPL::is_leap_year(fields.year) ? 366 : 365))
+        SET_DAY_OF_YEAR.raise({fields.year, fields.timeZone, day});
     *this += CTimeSpan((day - fields.dayOfYear) * US_PER_DAY);
 }
 

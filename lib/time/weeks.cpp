@@ -36,8 +36,9 @@ CTime CTime::GetWeekBegin(std::uint32_t weekDay, std::int16_t zone) const {
 }
 
 CTime CTime::GetNearestWeekDay(std::uint32_t weekDay, std::int16_t zone) const {
-    const std::int64_t offset = IMPL::zone_offset(zone);
-    const CTime before = GetWeekBegin(weekDay, zone);
+    const std::int16_t resolved = IMPL::resolve_zone(zone);
+    const std::int64_t offset = resolved * US_PER_MINUTE;
+    const CTime before = GetWeekBegin(weekDay, resolved);
     const CTime behind = before + CTimeSpan(US_PER_WEEK);
     // truncated, so that before the epoch the day's end stands for its begin; wanted, like the mirrored
     // readings
@@ -47,9 +48,10 @@ CTime CTime::GetNearestWeekDay(std::uint32_t weekDay, std::int16_t zone) const {
 }
 
 CTime CTime::GetNthWeekDayOfMonth(std::uint16_t n, std::uint32_t weekDay, std::int16_t zone) const {
-    CTime first = GetMonthBegin(zone);
-    if (first.GetDayOfWeek(zone) != weekDay % 7) {
-        first = first.GetWeekBegin(weekDay, zone) + CTimeSpan(US_PER_WEEK);
+    const std::int16_t resolved = IMPL::resolve_zone(zone);
+    CTime first = GetMonthBegin(resolved);
+    if (first.GetDayOfWeek(resolved) != weekDay % 7) {
+        first = first.GetWeekBegin(weekDay, resolved) + CTimeSpan(US_PER_WEEK);
     }
     // 16 bits: n = 0 asks for week 65536, not for one before the month
     return first + CTimeSpan(static_cast<std::uint16_t>(n - 1) * US_PER_WEEK);
@@ -66,7 +68,7 @@ CTime CTime::GetLastWeekDayOfMonth(std::uint32_t weekDay, std::int16_t zone) con
         year = year == -1 ? 1 : year + 1;
     }
     const CTime next = CTime().Set(year, month, 1, 0, 0, 0, 0, fields.timeZone);
-    const CTime found = next.GetWeekBegin(weekDay, zone);
+    const CTime found = next.GetWeekBegin(weekDay, zone == TZ_LOCAL ? fields.timeZone : zone);
     return found == next ? found - CTimeSpan(US_PER_WEEK) : found;
 }
 

@@ -7,8 +7,11 @@
 namespace Orlo::IMPL {
 
 /// The minutes that a zone argument means: itself, or the local zone.
-inline std::int32_t resolve_zone(std::int16_t zone) {
-    return zone == TZ_LOCAL ? CTime::GetLocalTimeZone() : zone;
+///
+/// The local zone may change between two calls, so an operation resolves its zone once and hands the result
+/// on.
+inline std::int16_t resolve_zone(std::int16_t zone) {
+    return zone == TZ_LOCAL ? static_cast<std::int16_t>(CTime::GetLocalTimeZone()) : zone;
 }
 
 /// The same in microseconds.

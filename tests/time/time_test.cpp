@@ -3,10 +3,13 @@
 #include <gtest/gtest.h>
 #include <sys/time.h>
 
+#include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <limits>
 #include <string>
+#include <thread>
 #include <tuple>
 
 #include "support/expect_throw.h"
@@ -82,13 +85,17 @@ TEST(time_change, far_counts_wrap_without_a_trap) {
 }
 
 TEST(time_change, day_behind_the_years_end) {
+    CTime::SetLocalTimeZone(-90);
     CTime time = on(2023, 5, 5);
-    EXPECT_FAILURE(time.SetDayOfYear(366, -90), timeExp, 4,
-                   "CTime::SetDayOfYear - Invalid day of year\n"
-                   "  current obj's year          = 2023\n"
-                   "  current timezone in minutes = -90\n"
-                   "  the day of year value       = 366");
+    for (const std::int16_t zone : {std::int16_t{-90}, TZ_LOCAL}) {
+        EXPECT_FAILURE(time.SetDayOfYear(366, zone), timeExp, 4,
+                       "CTime::SetDayOfYear - Invalid day of year\n"
+                       "  current obj's year          = 2023\n"
+                       "  current timezone in minutes = -90\n"
+                       "  the day of year value       = 366");
+    }
     EXPECT_EQ(time, on(2023, 5, 5));
+    CTime::SetLocalTimeZone(0);
 }
 
 // Before the epoch they mirror the time; what is decoded does not.
@@ -160,12 +167,53 @@ TEST(time_weeks, days) {
     CTime::SetLocalTimeZone(0);
 }
 
+// An operation resolves the local zone once, so a zone that changes meanwhile gives the result of one of the
+// two, never a mixture.
+TEST(time_zone, changes_while_it_is_used) {
+    const CTime evening = on(2024, 2, 29, 20), early = on(2024, 3, 1, 1), april = on(2024, 4, 1, 20);
+    const auto results = [&] {
+        return std::array{
+            april.GetNthWeekDayOfMonth(2, 1).GetValue(),
+            evening.GetLastWeekDayOfMonth(4).GetValue(),
+            evening.GetNearestWeekDay(1).GetValue(),
+            static_cast<std::int64_t>(1e6 * early.GetMonthSpan(evening)),
+            std::int64_t{evening.IsSameMonth(early)},
+            std::int64_t{on(2024, 3, 31, 20).IsSameQuarter(on(2024, 4, 1, 1))},
+        };
+    };
+    CTime::SetLocalTimeZone(0);
+    const auto in_utc = results();
+    CTime::SetLocalTimeZone(600);
+    const auto in_east = results();
+    std::atomic<bool> done = false;
+    std::thread changes([&done] {
+        while (!done) {
+            CTime::SetLocalTimeZone(0);
+            CTime::SetLocalTimeZone(600);
+        }
+    });
+    for (int i = 0; i < 30000 && !HasFailure(); ++i) {
+        const auto now = results();
+        for (std::size_t which = 0; which < now.size(); ++which)
+            EXPECT_TRUE(now[which] == in_utc[which] || now[which] == in_east[which]) << which;
+    }
+    done = true;
+    changes.join();
+    CTime::SetLocalTimeZone(0);
+}
+
 TEST(time_months, distance) {
     const std::tuple<CTime, CTime, double> rows[] = {
-        {on(2024, 12, 12), on(2024, 12, 12), 0},        {on(2024, 2, 15), on(2024, 1, 15), 1 + 1 / 29.0},
-        {on(2024, 3, 31), on(2023, 3, 1), 12 + 1},      {on(2023, 3, 10), on(2023, 1, 20), 1 + 19 / 28.0},
-        {on(2024, 2, 29), on(2024, 1, 31), 1},          {on(2023, 3, 5), on(2023, 1, 31), 1 + 6 / 31.0},
+        {on(2024, 12, 12), on(2024, 12, 12), 0},
+        {on(2024, 2, 15), on(2024, 1, 15), 1 + 1 / 29.0},
+        {on(2024, 3, 31), on(2023, 3, 1), 12 + 1},
+        {on(2023, 3, 10), on(2023, 1, 20), 1 + 19 / 28.0},
+        {on(2024, 2, 29), on(2024, 1, 31), 1},
+        {on(2023, 3, 5), on(2023, 1, 31), 1 + 6 / 31.0},
         {on(2024, 1, 10), on(2023, 12, 31), 11 / 31.0},
+        {on(2024, 4, 20), on(2024, 3, 10), 1 + 11 / 30.0},
+        {on(2024, 5, 10), on(2024, 3, 20), 1 + 21 / 30.0},
+        {on(2024, 3, 10), on(2024, 1, 20), 1 + 20 / 29.0},
     };
     for (const auto& [later, earlier, months] : rows) {
         EXPECT_DOUBLE_EQ(later.GetMonthSpan(earlier, 0), months) << show(later);
@@ -179,6 +227,7 @@ TEST(time_forms, of_the_system) {
     EXPECT_EQ(tm.tm_year * 10000 + tm.tm_mon * 100 + tm.tm_mday, 124 * 10000 + 11 * 100 + 31);
     EXPECT_EQ(tm.tm_hour * 10000 + tm.tm_min * 100 + tm.tm_sec, 133456);
     EXPECT_EQ((tm.tm_wday * 1000 + tm.tm_yday) * tm.tm_isdst, -2365);
+    EXPECT_EQ(tm.tm_gmtoff, 3600);
 
     for (const std::int64_t value : {1700000000123456l, -1l, LEAST}) {
         struct timespec as_spec;

@@ -43,7 +43,7 @@ TEST(time_text, of_times) {
     EXPECT_EQ(in_both(at(-44, 3, 15, 7), "%Y %y %C", 0), "-44 -44 -1");
     EXPECT_EQ(in_both(CTime(LEAST), "%Y", 0), "-290309");
     for (const auto& [year, wanted] :
-         {std::pair(5, "05"), {1969, "1969"}, {1970, "70"}, {2038, "38"}, {2039, "2039"}})
+         {std::pair(5, "05"), {-5, "-5"}, {1969, "1969"}, {1970, "70"}, {2038, "38"}, {2039, "2039"}})
         EXPECT_EQ(in_both(at(year, 3, 5, 7), "%y", 0), wanted);
 }
 
@@ -63,7 +63,9 @@ TEST(time_text, odd_formats) {
 // However much ordinary text stands between two escapes, and wherever a command's own room ends.
 TEST(time_text, long_formats) {
     for (std::size_t n = 0; n < 150; ++n) {
-        const std::string text(n, 'x');
+        std::string text(n, 'x');
+        for (int i = 0; i < 60; ++i)
+            text += "-Y";
         EXPECT_EQ(in_both(at(2024, 3, 5, 7), "%H" + text + "%us%Q%%%Y%", 0), "07" + text + "012345Q%2024");
     }
 }
@@ -78,4 +80,6 @@ TEST(time_text, of_spans) {
     EXPECT_EQ(in_both(CTimeSpan().Set(0, 5), "%T %P %sT %s %%% %TH %sTH"), "T P sT s % 05 5");
     EXPECT_EQ(in_both(CTimeSpan().Set(0, 123), "%TH %sTH"), "123 123");
     EXPECT_EQ(in_both(CTimeSpan(LEAST), "%Tus %TD"), "9223372036854775808 106751991");
+    for (const std::int64_t value : {4294967295l, 4294967296l, 999999999l, 1000000000l, 10l})
+        EXPECT_EQ(in_both(CTimeSpan(value), "%Tus"), std::to_string(value));
 }
