@@ -57,7 +57,10 @@ void CDir::MakeDir(const stringEx& path, bool recursive) {
     for (; !missing.empty(); missing.pop_back()) {
         const stringEx& level = missing.back();
         const int made = call_with_path(level, [](const char* text) { return ::mkdir(text, PERMISSIONS); });
-        if (made != 0 && errno != EEXIST) MAKE_FAILED.raise({level, recursive, system_error{errno}});
+        if (made == 0) continue;
+        const int error = errno;
+        // another process may have made it meanwhile
+        if (error != EEXIST || !IsDir(level)) MAKE_FAILED.raise({level, recursive, system_error{error}});
     }
 }
 

@@ -6,7 +6,6 @@
 
 #include "files/sys_file_open.h"
 #include "orlo/files/dir.h"
-#include "orlo/strings/destructor_guard.h"
 #include "strings/failure.h"
 #include "strings/system_call.h"
 
@@ -158,7 +157,7 @@ CSysFile& CSysFile::operator=(CSysFile&& other) {
 }
 
 CSysFile::~CSysFile() noexcept(false) {
-    finish_in_destructor([this] { _GiveUp(); });
+    _GiveUp();
 }
 
 void CSysFile::_GiveUp() {

@@ -1,10 +1,15 @@
 // Opening and closing descriptors.
 //
-// An open asks for close-on-exec, and where wanted for direct access, and does without what is refused: first
-// without direct access, which is logged; and if the flags are still invalid, once more without
+// An open asks for close-on-exec and, on request, for direct access, and does without what the system calls
+// invalid: first without direct access, which is logged; if the flags are still invalid, once more without
 // close-on-exec, which is then set by a call of its own. A system that took that way is not asked for
-// O_CLOEXEC again. Invariants: whatever fails behind the open closes the descriptor; no descriptor leaves
-// here inheritable.
+// O_CLOEXEC again.
+//
+// A file that is to be shared is emptied only once the lock is held: O_TRUNC would empty it for those who hold
+// the lock now. A file system that refuses direct access may have created the file first, and O_EXCL would
+// refuse that file to the very open that made it.
+//
+// Invariants: whatever fails after the open closes the descriptor; no descriptor leaves here inheritable.
 
 #include "files/sys_file_open.h"
 
@@ -16,6 +21,7 @@
 
 #include "files/path_call.h"
 #include "orlo/log/front.h"
+#include "orlo/strings/destructor_guard.h"
 #include "strings/failure.h"
 
 namespace Orlo {
@@ -108,17 +114,21 @@ int open_flags(const open_request& request) {
     return flags;
 }
 
-/// Opens with `flags`, or without O_DIRECT, which clears it in `flags`. Negative on failure.
+/// Opens with `flags`, or where O_DIRECT is invalid without it, which clears it in `flags`. Negative on
+/// failure.
 int open_somehow(const open_request& request, int& flags) {
     const auto try_open = [&](int with) {
         return call_with_path(request.path,
                               [&](const char* path) { return ::open(path, with, request.permissions); });
     };
     const int descriptor = try_open(flags);
-    if (descriptor >= 0 || (flags & O_DIRECT) == 0) return descriptor;
-    const int without_direct = try_open(flags & ~O_DIRECT);
-    if (without_direct >= 0) flags &= ~O_DIRECT;
-    return without_direct;
+    if (descriptor >= 0 || (flags & O_DIRECT) == 0 || errno != EINVAL) return descriptor;
+    const int indirect = flags & ~O_DIRECT;
+    int second = try_open(indirect);
+    // there was no file before the first try, so it is the one that the first try made
+    if (second < 0 && errno == EEXIST) second = try_open(indirect & ~O_EXCL);
+    if (second >= 0) flags = indirect;
+    return second;
 }
 
 /// A refused advice is told to those who debug, and nothing else.
@@ -145,6 +155,17 @@ void set_sharing(int descriptor, const open_request& request) {
     SHARING_FAILED.raise({request.path, exclusive ? "exclusive" : "shared", system_error{errno}});
 }
 
+/// Does what O_TRUNC asks for. What has no length, such as a pipe, stays as it is.
+void empty_file(int descriptor, const open_request& request) {
+    const auto truncate_path = [&] {
+        return call_with_path(request.path, [](const char* path) { return ::truncate(path, 0); });
+    };
+    const int failed = request.access == file_access::read
+                           ? truncate_path()
+                           : retry_interrupted([&] { return ::ftruncate(descriptor, 0); });
+    if (failed != 0 && errno != EINVAL) OPEN_FAILED.raise({request.path, system_error{errno}});
+}
+
 void set_cloexec(int descriptor) {
     if (retry_interrupted([&] { return ::fcntl(descriptor, F_SETFD, FD_CLOEXEC); }) == -1 && errno != 0) {
         DESCRIPTOR_OPTION_FAILED.raise({system_error{errno}});
@@ -156,8 +177,9 @@ void set_cloexec(int descriptor) {
 
 void close_descriptor(int descriptor) {
     if (descriptor < 0) return;
-    if (retry_interrupted([&] { return ::close(descriptor); }) != 0)
-        CLOSE_FAILED.raise({system_error{errno}});
+    if (retry_interrupted([&] { return ::close(descriptor); }) == 0) return;
+    const system_error error{errno};
+    finish_in_destructor([&] { CLOSE_FAILED.raise({error}); });
 }
 
 open_descriptor::~open_descriptor() {
@@ -166,6 +188,8 @@ open_descriptor::~open_descriptor() {
 
 open_descriptor open_file(const open_request& request) {
     int flags = open_flags(request);
+    const bool empty_later = (flags & O_TRUNC) != 0 && request.sharing != file_sharing::none;
+    if (empty_later) flags &= ~O_TRUNC;
     int number = open_somehow(request, flags);
     if (number < 0 && errno == EINVAL && (flags & O_CLOEXEC) != 0) {
         flags &= ~O_CLOEXEC;
@@ -182,6 +206,7 @@ open_descriptor open_file(const open_request& request) {
     }
     advise(opened.get(), request);
     set_sharing(opened.get(), request);
+    if (empty_later) empty_file(opened.get(), request);
     if ((flags & O_CLOEXEC) == 0) set_cloexec(opened.get());
     return opened;
 }

@@ -7,7 +7,8 @@
 
 namespace Orlo {
 
-/// Closes a descriptor; a negative one is ignored. Throws `sysfileExp` 6.
+/// Closes a descriptor; a negative one is ignored. Throws `sysfileExp` 6, but not while an exception is in
+/// flight.
 void close_descriptor(int descriptor);
 
 /// A descriptor on its way to its owner: closed if nobody takes it.

@@ -245,8 +245,13 @@ TEST_F(Dir, Failures) {
         endless += "/a";
     EXPECT_FAILURE(CDir::MakeDir(endless.c_str(), true), dirExp, 4,
                    made(endless, "36\n  error desc    = the length of the dir path is too long"));
-    EXPECT_FAILURE(CDir::MakeDir("note/q/r", true), dirExp, 4,
-                   made("note/q", "20\n  error desc    = a component of the path prefix is not a directory"));
+    for (const char* taken : {"note", "note/q/r"})
+        EXPECT_FAILURE(CDir::MakeDir(taken, true), dirExp, 4,
+                       made("note", "17\n  error desc    = unexpect system error: File exists"));
+    EXPECT_FAILURE(CDir::MakeDir("note/q"), dirExp, 4,
+                   making +
+                       "note/q\n  is recursive  = false\n  error code    = 20\n"
+                       "  error desc    = a component of the path prefix is not a directory");
     faults::fail_next("getcwd", EACCES);
     EXPECT_FAILURE(
         dir.Open("/none"), dirExp, 3,

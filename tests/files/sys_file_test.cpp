@@ -143,6 +143,46 @@ TEST_F(SysFile, SharingConflictsDoNotWait) {
     }
 }
 
+TEST_F(SysFile, OnlyTheHolderOfTheLockEmptiesTheFile) {
+    for (const file_access access : {file_access::read, file_access::write}) {
+        temp.write_file("file", "abc");
+        const auto emptied = [&](const char* name) {
+            CSysFile file;
+            file.Open(name, access, O_TRUNC, file_sharing::exclusive);
+            return file;
+        };
+        {
+            const CSysFile held = opened(0, file_sharing::shared);
+            EXPECT_THROW(emptied("file"), sysfileExp);
+            EXPECT_EQ(temp.content("file"), "abc") << "refused, and emptied all the same";
+        }
+        EXPECT_TRUE(emptied("file").IsOpen());
+        EXPECT_EQ(temp.content("file"), "");
+        EXPECT_TRUE(emptied("/dev/null").IsOpen()) << "what has no length has nothing to lose";
+    }
+    faults::fail_next("ftruncate", EIO);
+    EXPECT_FAILURE(CSysFile().Open("file", file_access::write, O_TRUNC, file_sharing::shared), sysfileExp, 4,
+                   "CSysFile/PosixOpenFile - failed open specified file\n  file path  = " + path +
+                       "\n  error code = 5\n  error desc = stream io error");
+}
+
+TEST_F(SysFile, DirectAccessIsTriedOnceMoreWithout) {
+    const auto create = [&] {
+        CSysFile file;
+        file.Open("file", file_access::write, O_CREAT | O_EXCL, file_sharing::none, 0600,
+                  file_option::direct);
+        return file;
+    };
+    for (const int error : {EACCES, EMFILE}) {
+        faults::fail_next("open", error);
+        EXPECT_THROW(create(), sysfileExp) << "only an invalid flag is worth a second try";
+    }
+    temp.write_file("file");  // as the first try leaves it where the file system refuses direct access
+    faults::fail_next("open", EINVAL);
+    EXPECT_TRUE(create().IsOpen());
+    EXPECT_THROW(create(), sysfileExp) << "a file that was there before";
+}
+
 TEST_F(SysFile, WhatIsRefusedButNotNeededIsOnlyLogged) {
     const std::string head = "CSysFile/PosixOpenFile - failed set ";
     log_keeper log;
@@ -231,6 +271,15 @@ TEST_F(SysFile, Failures) {
         faults::fail_next("close", EIO);
     };
     EXPECT_THROW(die(), sysfileExp);
+    const auto close_in_flight = [&] {
+        struct closing {
+            CSysFile file;
+            ~closing() { file.Close(); }
+        } const last{opened()};
+        faults::fail_next("close", EIO);
+        throw 1;
+    };
+    EXPECT_THROW(close_in_flight(), int);
     ::close_range(number, number + 16, 0);
 }
 

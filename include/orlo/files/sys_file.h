@@ -38,8 +38,30 @@ enum class console : std::int32_t { input = 0, output = 1, error = 2 };
 /// disclaimed descriptor have no owner and are never closed from here. Nothing is buffered, and each
 /// operation is one system call, repeated only while a signal interrupts it.
 ///
+/// ```cpp
+/// CSysFile file;
+/// file.Open("notes.txt"_lit, file_access::read_write, O_CREAT, file_sharing::exclusive);
+/// const char text[] = "read and write take a part at times";
+/// for (std::size_t done = 0; done < sizeof text;)
+///     done += file.Write(text + done, sizeof text - done);
+/// file.Close();  // tells of a failure, which the destructor might have to drop
+/// ```
+///
 /// Threads: no lock. Copies may be used and destroyed on different threads, but they share one position; one
-/// object belongs to one thread at a time.
+/// object belongs to one thread at a time. A `std::thread` does not take a lambda that holds a file by value,
+/// as the file's destructor may throw: the lambda holds a shared pointer to it, and closes it in the end.
+///
+/// ```cpp
+/// #include <memory>
+/// #include <thread>
+/// CSysFile file;
+/// file.Open("/dev/null"_lit, file_access::write);
+/// std::thread writer([shared = std::make_shared<CSysFile>(file)] {
+///     shared->Write("text", 4);
+///     shared->Close();  // catch `sysfileExp` around this: a thread lets no exception out
+/// });
+/// writer.join();
+/// ```
 ///
 /// All failures are `sysfileExp`, whose text tells the path and the system's error:
 ///
@@ -73,6 +95,8 @@ public:
     /// the process's mask; `options` an OR of `file_option` bits. The descriptor is not inherited by programs
     /// that the process starts.
     ///
+    /// With a sharing mode, O_TRUNC empties the file only once the lock is held: a refused open changes nothing.
+    ///
     /// A descriptor held before is given up first, and on failure the object is closed. Where the file system
     /// refuses direct access the file opens without, and the log gets a debug message, as it does for a
     /// refused advice. Throws `sysfileExp` 4, and 6 if the old descriptor cannot be closed.
@@ -90,7 +114,8 @@ public:
     void Open(console which);
 
     /// Empties the path and gives up the descriptor, which is closed if this was its last owner. The object
-    /// is closed afterwards, even on failure. Nothing happens to a closed one. Throws `sysfileExp` 6.
+    /// is closed afterwards, even on failure. Nothing happens to a closed one. Throws `sysfileExp` 6, but not
+    /// while an exception is in flight.
     void Close();
 
     bool IsOpen() const noexcept { return descriptor_ != closed; }
@@ -118,7 +143,9 @@ public:
     /// The position in bytes from the beginning. Throws `sysfileExp` 14.
     std::int64_t GetCurrentPos() const;
 
-    /// The size in bytes, found by seeking to the end and back. Throws `sysfileExp` 17.
+    /// The size in bytes; the position stays. A file without an end answers what the system makes of it: a
+    /// folder opened for reading is 2^63 - 1 bytes long on many file systems, and most of /proc has 0. Do not
+    /// reserve memory by it before you know what was opened. Throws `sysfileExp` 17.
     std::int64_t GetSize() const;
 
     /// Waits until all that was written is on the device. Throws `sysfileExp` 15.
