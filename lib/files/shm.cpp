@@ -177,8 +177,8 @@ CShMem CShMem::Create(const stringEx& name, std::uint64_t size, std::uint32_t ac
     }
     lock_descriptor(region.m_descriptor, LOCK_EX);
     region._SetSize(size);
-    region._SetupMapView(access, address);
-    if (prepare) prepare(region.m_address);
+    if (prepare) region._Prepare(access, address, prepare);
+    if (region.m_address == nullptr) region._SetupMapView(access, address);
     lock_descriptor(region.m_descriptor, LOCK_UN);
     return region;
 }
@@ -205,7 +205,7 @@ CShMem::CShMem(CShMem&& other) noexcept
       m_address(std::exchange(other.m_address, nullptr)),
       m_size(std::exchange(other.m_size, 0)),
       m_name(std::move(other.m_name)),
-      m_isCreator(std::exchange(other.m_isCreator, 0)) {}
+      m_maker(std::exchange(other.m_maker, 0)) {}
 
 CShMem::~CShMem() noexcept(false) {
     if (m_address != nullptr) munmap(m_address, m_size);
@@ -219,7 +219,7 @@ bool CShMem::_Find(std::uint32_t access) {
 
 bool CShMem::_Make() {
     m_descriptor = open_object(m_name, MAKE_FLAGS);
-    m_isCreator = m_descriptor != -1;
+    if (m_descriptor != -1) m_maker = getpid();
     return m_descriptor != -1;
 }
 
@@ -246,6 +246,14 @@ void CShMem::_ReadSize() {
     m_size = static_cast<std::uint64_t>(state.st_size);
 }
 
+/// Runs `prepare` on a view that writes into the region, whatever may be done with the object's view; it
+/// stays as that view if it is one of the same kind.
+void CShMem::_Prepare(std::uint32_t access, void* address, const preparation& prepare) {
+    _SetupMapView(ACCESS_READ_WRITE, address);
+    prepare(m_address);
+    if (access != ACCESS_READ_WRITE) munmap(std::exchange(m_address, nullptr), m_size);
+}
+
 void CShMem::_SetupMapView(std::uint32_t access, void* address) {
     const bool is_private = (access & ACCESS_COPY_ON_WRITE) != 0;
     const int protection = is_private ? PROT_READ | PROT_WRITE : static_cast<int>(access);
@@ -260,7 +268,7 @@ void CShMem::_SetupMapView(std::uint32_t access, void* address) {
 void CShMem::_CloseAndRemove() {
     // Not repeated when interrupted: the descriptor is gone by then, and its number may be somebody else's.
     const int close_error = close(std::exchange(m_descriptor, -1)) == 0 ? 0 : errno;
-    if (m_isCreator != 0) {
+    if (IsCreator()) {
         const stringEx path = m_name.terminated();
         const int unlinked = retry_interrupted([&] { return shm_unlink(path.c_str()); });
         if (unlinked != 0 && close_error == 0) REMOVE_FAILED.raise({m_name, system_error{errno}});

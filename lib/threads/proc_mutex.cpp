@@ -42,11 +42,8 @@ CProcMutex CProcMutex::Open(const wstringEx& name, std::uint32_t access) {
     return Open(NarrowName(name), access);
 }
 
-CProcMutex::CProcMutex(CProcMutex&& other) noexcept
-    : m_region(std::move(other.m_region)), m_isCreator(std::exchange(other.m_isCreator, false)) {}
-
 CProcMutex::~CProcMutex() noexcept(false) {
-    if (!m_isCreator) return;
+    if (!IsCreator()) return;
     finish_in_destructor([this] {
         if (const int error = pthread_mutex_destroy(&_Mutex())) DESTROY_FAILED.raise({system_error{error}});
     });

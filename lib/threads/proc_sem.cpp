@@ -97,7 +97,7 @@ CProcSem CProcSem::Open(const wstringEx& name) {
 }
 
 CProcSem::CProcSem(CProcSem&& other) noexcept
-    : m_sem(std::exchange(other.m_sem, nullptr)), m_name(std::move(other.m_name)) {}
+    : m_sem(std::exchange(other.m_sem, nullptr)), m_name(std::move(other.m_name)), m_maker(other.m_maker) {}
 
 CProcSem::~CProcSem() noexcept(false) {
     if (m_sem == nullptr) return;

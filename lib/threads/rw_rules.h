@@ -30,8 +30,8 @@
 //   B goes on                        -1         0        0
 //   B unlocks                         0         0        1
 //
-// Downgrading lets waiting readers through with one permit for each. Such a permit can reach the wrong
-// thread, or the right one too late: so whoever wakes looks at the words again before it takes the lock,
+// Downgrading lets waiting readers through with one permit for each, and so does a raise that fails. Such a
+// permit can reach the wrong thread, or the right one too late: so whoever wakes looks at the words again before it takes the lock,
 // passes on a permit that a reader waits for, and drops one that no longer means anything.
 //
 // What must stay true, and what the explorer checks: permits (in the gate, or held by a thread that woke) are
@@ -131,11 +131,22 @@ struct rw_rules {
         return rw_step::retry;
     }
 
-    /// Ends the wait of an upgrading thread that will not get the lock.
+    /// One permit for each reader that waits.
+    template <class Port>
+    static void let_readers_in(const Words& lock, Port port) {
+        for (std::uint32_t n = lock.m_readWaiters; n != 0; --n)
+            port.Open();
+    }
+
+    /// Ends the wait of an upgrading thread that will not get the lock. It kept new readers out, and it still
+    /// reads: those that went to sleep meanwhile can read beside it now.
     template <class Port>
     static void give_up_raising(Words& lock, Port port) {
         lock.m_upgrading = 0;
         give_up_waiting(lock, port, false, false);
+        if (lock.m_readWaiters == 0) return;
+        empty_gate(port);
+        let_readers_in(lock, port);
     }
 
     /// An upgrading thread looks whether the other readers have gone.
@@ -214,8 +225,7 @@ struct rw_rules {
         lock.m_state = -lock.m_state;
         lock.m_writer = {};
         if (permit_is_home(lock)) port.Open();
-        for (std::uint32_t n = lock.m_readWaiters; n != 0; --n)
-            port.Open();
+        let_readers_in(lock, port);
         return true;
     }
 };

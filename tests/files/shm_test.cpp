@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <optional>
 
 #include "support/child.h"
 #include "support/system_fault.h"
@@ -71,7 +72,26 @@ TEST_F(shm, of_racing_creators_one_makes_and_prepares) {
         };
         EXPECT_EQ(race(4, create), 11);
     }
+    for (const std::uint32_t access : {ACCESS_READ_WRITE, ACCESS_READ, ACCESS_COPY_ON_WRITE}) {
+        const auto write = [](void* view) { std::strcpy(static_cast<char*>(view), "seen"); };
+        const CShMem made = CShMem::Create(name, 64, access, nullptr, write);
+        EXPECT_STREQ(bytes(made), "seen");
+        EXPECT_STREQ(bytes(CShMem::Open(name, ACCESS_READ)), "seen");
+    }
     EXPECT_THROW(CShMem::Create(name, 64, ACCESS_READ_WRITE, nullptr, [](void*) { throw 5; }), int);
+    EXPECT_THROW(CShMem::Open(name), shmemExp);
+}
+
+TEST_F(shm, the_copy_of_a_forked_child_removes_nothing) {
+    std::optional<CShMem> made(CShMem::Create(name, 64));
+    const auto drop = [&] {
+        const bool is_creator = made->IsCreator();
+        made.reset();
+        return is_creator ? 1 : 0;
+    };
+    EXPECT_EQ(child(drop).wait(), 0);
+    EXPECT_TRUE(made->IsCreator() && CShMem::Open(name).GetSize() == 64);
+    made.reset();
     EXPECT_THROW(CShMem::Open(name), shmemExp);
 }
 

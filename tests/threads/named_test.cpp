@@ -4,7 +4,9 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <atomic>
 #include <csignal>
+#include <functional>
 #include <optional>
 
 #include "orlo/threads/proc_event.h"
@@ -124,6 +126,40 @@ TEST_F(named, an_event_shares_its_state) {
     EXPECT_THROW(CProcEvent::Open(name), shmemExp);
 }
 
+/// A forked process has a copy of every object; when that goes, nothing goes for the others.
+TEST_F(named, what_a_process_made_outlives_the_copy_of_its_child) {
+    std::optional<CProcEvent> event(CProcEvent::Create(name));
+    std::optional<CProcSem> sem(CProcSem::Create(name, 1));
+    const auto drop = [&] {
+        const bool is_creator = event->IsCreator() || sem->IsCreator();
+        event.reset();
+        sem.reset();
+        return is_creator ? 1 : 0;
+    };
+    EXPECT_EQ(child(drop).wait(), 0);
+    EXPECT_TRUE(event->IsCreator() && sem->IsCreator());
+    EXPECT_EQ(region_size(), 56);
+    CProcEvent::Open(name).Raise();  // fails when the mutex in it was destroyed
+    EXPECT_TRUE(event->TimedWait(0) && CProcSem::Open(name).TryWait());
+}
+
+/// An event is made and ended under its mutex, which somebody may hold from an earlier event of the name.
+TEST_F(named, an_event_begins_and_ends_with_its_mutex_held) {
+    CProcMutex lock = CProcMutex::Create(stringEx((unique.text + ".lock").c_str()));
+    std::optional<CProcEvent> event;
+    const std::function<void()> steps[] = {[&] { event.emplace(CProcEvent::Create(name)); },
+                                           [&] { event.reset(); }};
+    for (const auto& step : steps) {
+        lock.Lock();
+        std::atomic<bool> done{false};
+        std::thread other([&] { step(), done = true; });
+        sleep_ms(20);
+        EXPECT_FALSE(done);
+        lock.Unlock();
+        other.join();
+    }
+}
+
 TEST_F(named, a_semaphore_is_removed_by_its_creator_only) {
     CProcSem made = CProcSem::Create(name, 2), found = CProcSem::Create(wide, 9);
     const auto use = [&] {
@@ -168,6 +204,13 @@ TEST_F(named, semaphore_failures) {
          {"sem_open", ENFILE, 6, head(create, own), "too many semaphores are currently open in the system"},
          {"sem_unlink", EACCES, 9, head("::~CProcSem - failed unlink the", own), "access denied"}},
         "    ");
+    sem_unlink(own.c_str());
+    faults::fail_next("sem_unlink", EACCES);
+    faults::fail_next("sem_close", EINVAL);  // the first of two failures is told
+    EXPECT_FAILURE(CProcSem::Create(name), semExp, 8,
+                   system_text(head("::~CProcSem - failed close", own), EINVAL,
+                               "current object is not a valid semaphore", "    "));
+    EXPECT_EQ(faults::pending(), 0);
 }
 
 /// An event, local or named, makes its mutex as it makes itself, so that the failures of both show here.

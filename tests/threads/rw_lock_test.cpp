@@ -137,6 +137,27 @@ TEST_F(writer_lock, limits_run_out_and_leave_no_trace) {
     }
 }
 
+/// A raise keeps new readers out; when its time is up they get in, beside those who read.
+TEST_F(writer_lock, readers_that_a_failed_raise_held_back_get_in) {
+    operate(lock, "r");
+    std::atomic<bool> inside{false};
+    in_threads(2, [&](int number) {
+        if (number == 0) {
+            operate(lock, "r");
+            EXPECT_FALSE(lock.__TimedLock(100u));
+            for (int n = 0; n < 1000 && !inside; ++n)
+                sleep_ms(1);
+            operate(lock, "u");
+        } else {
+            sleep_ms(30);  // by now it raises; if not, nobody is held back
+            EXPECT_TRUE(lock.__TimedReadLock(5000u) && !inside.exchange(true));
+            operate(lock, "u");
+        }
+    });
+    EXPECT_EQ(lock.GetState(), 1);
+    operate(lock, "u");
+}
+
 /// The slot of a lock can be taken from under it: the system gives the lowest free one.
 TEST_F(lock_test, a_depth_that_cannot_be_noted_changes_nothing) {
     pthread_key_t key{};
@@ -153,7 +174,12 @@ TEST_F(lock_test, a_depth_that_cannot_be_noted_changes_nothing) {
     operate(lock, "w");
     fails([&] { lock.__Downgrade(); });
     EXPECT_EQ(lock.GetState(), -1);
+    std::thread sleeper([&] { EXPECT_THROW(lock.__ReadLock(), tlsExp); });
+    sleep_ms(30);  // so that it sleeps by now, and fails when it is woken
+    EXPECT_EQ(pthread_key_delete(key), 0);
     operate(lock, "u");
+    sleeper.join();
+    EXPECT_TRUE(pthread_key_create(&key, nullptr) == 0);
     EXPECT_TRUE(another_gets<CWriteGuard<CWriterLock>>(lock));
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <unistd.h>
+
 #include <cstdint>
 #include <functional>
 
@@ -20,7 +22,7 @@ inline constexpr std::uint32_t ACCESS_COPY_ON_WRITE = 0x40000000;
 ///
 /// A name is one path component of at most 255 bytes, by custom with a "/" in front, which does not count.
 /// The object that made the region removes the name when it is destroyed; whoever has the region mapped keeps
-/// it. A process that dies without destroying the object leaves the name behind, and the next `Create` opens
+/// it. After a `fork` the maker is still the parent's object: the child's copy only unmaps and closes. A process that dies without destroying the object leaves the name behind, and the next `Create` opens
 /// that region, as old as it is.
 ///
 /// Threads: constant after construction. The bytes of the view are the users' to guard.
@@ -35,8 +37,9 @@ public:
 
     /// Opens the region `name`, which keeps its size, or makes it with `size` bytes of zeros, readable and
     /// writable for all whom the umask admits. The view lies at `address`, if that is given and free. A
-    /// region that this call makes is run through `prepare`, and nobody else's `Create` or `Open` of the name
-    /// returns before that is done; what it throws undoes the creation and is let through.
+    /// region that this call makes is run through `prepare`, which may write whatever `access` says, and
+    /// nobody else's `Create` or `Open` of the name returns before that is done; what it throws undoes the
+    /// creation and is let through.
     static CShMem Create(const stringEx& name, std::uint64_t size, std::uint32_t access = ACCESS_READ_WRITE,
                          void* address = nullptr, const preparation& prepare = {});
     static CShMem Create(const wstringEx& name, std::uint64_t size, std::uint32_t access = ACCESS_READ_WRITE,
@@ -61,8 +64,8 @@ public:
     /// The region's bytes.
     std::uint64_t GetSize() const noexcept { return m_size; }
     const stringEx& GetName() const noexcept { return m_name; }
-    /// True if this object made the region.
-    bool IsCreator() const noexcept { return m_isCreator != 0; }
+    /// True if this object made the region, in this process: false for the copy that a forked child has.
+    bool IsCreator() const noexcept { return m_maker == getpid(); }
 
 private:
     explicit CShMem(const stringEx& name) : m_name(name) {}
@@ -72,6 +75,7 @@ private:
     void _SetSize(std::uint64_t size);
     void _AwaitMaker();
     void _ReadSize();
+    void _Prepare(std::uint32_t access, void* address, const preparation& prepare);
     void _SetupMapView(std::uint32_t access, void* address);
     void _CloseAndRemove();
 
@@ -79,7 +83,7 @@ private:
     void* m_address = nullptr;
     std::uint64_t m_size = 0;
     stringEx m_name;
-    std::uint32_t m_isCreator = 0;
+    pid_t m_maker = 0;  // the process that made the region by this object; 0 if the object found it
 };
 
 }  // namespace Orlo

@@ -18,7 +18,8 @@ namespace Orlo {
 ///   - inside a wait leaves a waiter, and the creator's destructor waits for it for ever:
 ///       B Wait, B is killed       A (the creator) is destroyed: never returns
 ///   - as the creator leaves both names, which the next `Create` opens as they are.
-/// The creator is to be destroyed last, after it has raised the event for those who wait. An object that is
+/// The creator is to be destroyed last, after it has raised the event for those who wait; a forked child's copy
+/// of it ends nothing. An object that is
 /// destroyed later than the creator cannot take the mutex any more, and its destructor fails like any
 /// operation.
 ///
@@ -52,7 +53,7 @@ public:
     void Wait(CLightMutex& lock);
     bool TimedWait(CLightMutex& lock, CTimeLimit limit);
 
-    /// True if this object made the event.
+    /// True if this object made the event, in this process: false for the copy that a forked child has.
     bool IsCreator() const noexcept { return m_region.IsCreator(); }
 
 private:

@@ -17,7 +17,8 @@ namespace Orlo {
 ///   A Lock, A is killed       B Lock: waits for ever; B TimedLock: false at its limit
 ///
 /// and one that dies as the creator leaves the region, held or not, to the next `Create`. The creator's
-/// destructor ends the lock for everyone who still has it open: their operations fail from then on.
+/// destructor ends the lock for everyone who still has it open: their operations fail from then on. A forked
+/// child's copy of the creator ends nothing when it is destroyed.
 ///
 /// Threads: as `CMutex`, across processes.
 ///
@@ -36,7 +37,7 @@ public:
     /// exception is in flight.
     ~CProcMutex() noexcept(false);
     /// Takes the lock object over; the source may only be destroyed.
-    CProcMutex(CProcMutex&& other) noexcept;
+    CProcMutex(CProcMutex&& other) noexcept = default;
     CProcMutex& operator=(CProcMutex&&) = delete;
 
     /// As those of `CMutex`.
@@ -45,19 +46,17 @@ public:
     bool TimedLock(CTimeLimit limit);
     void Unlock();
 
-    /// True if this object made the lock.
-    bool IsCreator() const noexcept { return m_isCreator; }
+    /// True if this object made the lock, in this process: false for the copy that a forked child has.
+    bool IsCreator() const noexcept { return m_region.IsCreator(); }
 
 private:
     friend class CProcEvent;
 
-    explicit CProcMutex(CShMem&& region) noexcept
-        : m_region(std::move(region)), m_isCreator(m_region.IsCreator()) {}
+    explicit CProcMutex(CShMem&& region) noexcept : m_region(std::move(region)) {}
 
     pthread_mutex_t& _Mutex() const noexcept { return *static_cast<pthread_mutex_t*>(m_region.GetAddress()); }
 
     CShMem m_region;
-    bool m_isCreator;
 };
 
 }  // namespace Orlo

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <semaphore.h>
+#include <unistd.h>
 
 #include <cstdint>
 
@@ -12,7 +13,8 @@ namespace Orlo {
 /// A counting semaphore that processes share by a name: one path component of at most 251 bytes, by custom
 /// with a "/" in front.
 ///
-/// The object that made the semaphore removes the name when it is destroyed; whoever has it open keeps it. A
+/// The object that made the semaphore removes the name when it is destroyed; whoever has it open keeps it, and
+/// a forked child's copy of that object does not remove it. A
 /// process that dies as the creator leaves the name, and the next `Create` opens that semaphore with the
 /// permits that it holds by then. Permits taken by a process that dies are not given back.
 ///
@@ -43,15 +45,16 @@ public:
     bool TimedWait(CTimeLimit limit);
     void P(std::uint32_t count = 1);
 
-    /// True if this object made the semaphore.
-    bool IsCreator() const noexcept { return !m_name.empty(); }
+    /// True if this object made the semaphore, in this process: false for the copy that a forked child has.
+    bool IsCreator() const noexcept { return !m_name.empty() && m_maker == getpid(); }
 
 private:
-    CProcSem(sem_t* sem, const stringEx& name) noexcept : m_sem(sem), m_name(name) {}
+    CProcSem(sem_t* sem, const stringEx& name) noexcept : m_sem(sem), m_name(name), m_maker(getpid()) {}
 
     sem_t* m_sem;
     /// Empty unless this object made the semaphore.
     stringEx m_name;
+    pid_t m_maker;  // the process that this object was made in
 };
 
 }  // namespace Orlo
