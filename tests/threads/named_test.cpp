@@ -3,8 +3,8 @@
 
 #include <sys/stat.h>
 
-#include <cerrno>
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <functional>
 #include <optional>

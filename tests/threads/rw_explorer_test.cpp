@@ -82,7 +82,8 @@ struct run_row {
 };
 
 constexpr auto BESIDE = "a writer beside a reader:", LOST = "the permit is lost:",
-               OVERLOOKED = "a reader is left asleep that could run:", SLEEPS = "a reader sleeps beside readers:";
+               OVERLOOKED = "a reader is left asleep that could run:",
+               SLEEPS = "a reader sleeps beside readers:";
 const run_row rows[] = {
     {"two threads, three holds each", 2, 3, true, true, ""},
     {"three threads, two holds each", 3, 2, true, false, ""},
@@ -131,7 +132,8 @@ private:
 
     bool can(const thread_state& x, action a) const {
         if (a == go_on) return x.at != idle;
-        if (a == run_out) return x.timed && (x.at == ask || x.at == arrive || x.at == asleep || x.at == raising);
+        if (a == run_out)
+            return x.timed && (x.at == ask || x.at == arrive || x.at == asleep || x.at == raising);
         if (a == unlock) return x.at == idle && x.holds() > 0;
         if (a == downgrade) return x.at == idle && x.writes > 0;
         return x.at == idle && x.holds() < row_.holds && (row_.timed || a < timed_read);

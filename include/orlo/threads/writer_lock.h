@@ -32,8 +32,6 @@ class rw_drive;
 /// - a writer that unlocks wakes one waiter. If that is a reader, the readers that slept beside it sleep on
 ///   until the lock is free again, though they could read; those that come new read at once, and one of them
 ///   can even take the permit of the reader that is about to wake;
-/// - a reader that was held back by a thread raising its holds, which then ran out of time, also sleeps until
-///   the lock is free or a writer downgrades;
 /// - a try can fail on a lock that is free, while a thread that was woken for it has not run yet;
 /// - two readers that both ask to write would wait for each other: the second one gets an exception.
 ///
