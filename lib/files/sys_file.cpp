@@ -170,6 +170,13 @@ void CSysFile::Close() {
     _GiveUp();
 }
 
+void CSysFile::_Adopt(int descriptor) {
+    open_descriptor taken(descriptor);
+    Close();
+    owners_ = shared_count::create();
+    descriptor_ = taken.take();
+}
+
 std::int64_t CSysFile::Disclaim() {
     if (!owners_.unique()) DISCLAIM_FAILED.raise();
     owners_.release();

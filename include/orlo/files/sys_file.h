@@ -156,6 +156,10 @@ public:
     /// only owner.
     std::int64_t Disclaim();
 
+protected:
+    /// Gives up what was held and owns `descriptor`, which has no path.
+    void _Adopt(int descriptor);
+
 private:
     static constexpr std::int64_t closed = -1;
 
