@@ -78,13 +78,7 @@ std::string_view as_narrow(std::string_view text) {
 }
 
 stringEx as_narrow(std::wstring_view text) {
-    stringEx made;
-    for (const wchar_t c : text) {
-        const auto point = static_cast<char32_t>(c);
-        const bool known = point <= 0x10FFFF && (point < 0xD800 || point > 0xDFFF);
-        IMPL::append_code_point(made, known ? point : U'\uFFFD');
-    }
-    return made;
+    return IMPL::wide_to_utf8(text);
 }
 
 template <class T>
