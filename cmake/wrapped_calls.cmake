@@ -2,7 +2,7 @@
 # defines __wrap_NAME, which calls __real_NAME unless a test asked for a fault.
 set(ORLO_WRAPPED_CALLS
     open read write close lseek fsync ftruncate stat opendir readdir getcwd pathconf flock fcntl
-    posix_fadvise mkdir fstat mmap shm_open shm_unlink dlclose pthread_key_delete
+    posix_fadvise mkdir fstat mmap munmap msync shm_open shm_unlink dlclose pthread_key_delete
     pthread_mutexattr_init pthread_mutexattr_settype pthread_mutexattr_setpshared pthread_mutexattr_destroy
     pthread_mutex_init pthread_mutex_destroy
     pthread_condattr_init pthread_condattr_setpshared pthread_condattr_setclock pthread_condattr_destroy
