@@ -89,7 +89,11 @@ dirent* PosixReadDir(DIR* stream) {
 }
 
 void PosixStat(const stringEx& path, struct stat& out) {
-    if (stat_path(path, out) != 0) STAT_FAILED.raise({path, system_error{errno}});
+    if (stat_path(path, out) != 0) raise_stat_failure(path, errno);
+}
+
+void raise_stat_failure(const stringEx& path, int error) {
+    STAT_FAILED.raise({path, system_error{error}});
 }
 
 bool CDir::IsDir(const stringEx& path) noexcept {

@@ -27,4 +27,7 @@ inline int stat_path(const stringEx& path, struct stat& out) {
     return call_with_path(path, [&](const char* text) { return ::stat(text, &out); });
 }
 
+/// Throws what `PosixStat` throws for a path whose status fails with `error`.
+[[noreturn]] void raise_stat_failure(const stringEx& path, int error);
+
 }  // namespace Orlo

@@ -126,6 +126,11 @@ public:
     // such as a dangling link or the end of a link loop. A name that begins with "." is hidden, and delivered
     // only with `includeHidden`. Entries come in the order in which the system delivers them.
     //
+    // A folder that holds a link to itself is walked once for each link that the system follows in one path (41
+    // times). Where links branch, the number of paths grows beyond all use: a walk that reads the same folders
+    // again and again, more than 64 times on average and a million entries on top, fails with the sentence for too
+    // many links (or passes over the rest with `ignoreErrors`, when every folder was walked at least once).
+    //
     // `pattern` is a path whose name part is a mask ("*" any run, "?" any one character, by case; the dot is
     // not special; see `basic_buffer::wildcard_match`); an empty one is "*". Its directory part is relative
     // to this object and must exist (`dirExp` 3). A pattern that names a directory means all in it. A pattern
@@ -135,7 +140,8 @@ public:
     /// Appends the full paths of the matching files, that is of everything that is no directory, to `files`;
     /// with `recursive` also of those in the directories below, each directory before its sub directories.
     /// Returns how many `files` then holds. A directory that cannot be opened has no files. With
-    /// `ignoreErrors` the search for sub directories goes on behind one that fails. Throws `dirExp` 19.
+    /// `ignoreErrors` the search for sub directories goes on after one that fails. Throws `dirExp` 19, and `files`
+    /// is as it was then.
     std::size_t GetAllFiles(std::vector<stringEx>& files, const stringEx& pattern, bool recursive = false,
                             bool includeHidden = false, bool ignoreErrors = false) const;
 
@@ -163,12 +169,8 @@ public:
 
 private:
     struct target;
-    struct level;
 
     target _SplitPattern(const stringEx& pattern) const;
-    void _ListFiles(std::vector<stringEx>& files, const stringEx& mask, bool includeHidden) const;
-    void _WalkSubDirs(std::vector<stringEx>& dirs, const stringEx& mask, bool recursive, bool includeHidden,
-                      bool includeDots, bool ignoreErrors) const;
     bool _OpenCursor(CDirCursor& cursor) const;
     bool _NextEntry(CDirCursor& cursor, stringEx& out, bool wantDirs, bool includeHidden,
                     bool includeDots) const;
