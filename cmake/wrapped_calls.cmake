@@ -11,4 +11,4 @@ set(ORLO_WRAPPED_CALLS
     _ZnwmRKSt9nothrow_t)
 
 # The test folders that link that way; the others call the system directly.
-set(ORLO_WRAPPED_FOLDERS files rows process threads)
+set(ORLO_WRAPPED_FOLDERS data files rows process threads)

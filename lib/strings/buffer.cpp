@@ -27,6 +27,12 @@ T* allocate(std::uint64_t count) {
     return static_cast<T*>(block);
 }
 
+/// Clears the unused rest of a new block of bytes, which a `CByteIO` may come to show. Text needs no such care.
+template <class T>
+void zero_new_bytes(T* block, std::uint64_t used, std::uint64_t capacity) noexcept {
+    if constexpr (!basic_buffer<T>::is_text) std::memset(block + used, 0, capacity - used);
+}
+
 template <class T>
 struct free_guard {
     T* block;
@@ -92,6 +98,7 @@ void basic_buffer<T>::move_to_new_block(std::uint64_t new_capacity, std::size_t 
     refs_ = count;
     size_ = kept;
     capacity_ = new_capacity;
+    zero_new_bytes(data_, kept, new_capacity);
     terminate();
 }
 
@@ -109,6 +116,7 @@ void basic_buffer<T>::extend_block(std::uint64_t new_capacity, std::size_t used)
     refs_ = count;
     size_ = used;
     capacity_ = new_capacity;
+    zero_new_bytes(data_, used, new_capacity);
     terminate();
 }
 

@@ -41,7 +41,10 @@ class generic_reader : public Base {
 public:
     using Base::Base;
 
-    bool IsEof() override { return this->backend_.GetCurrentPos() >= this->backend_.GetSize(); }
+    bool IsEof() override {
+        if constexpr (requires { this->backend_.IsEof(); }) return this->backend_.IsEof();
+        return this->backend_.GetCurrentPos() >= this->backend_.GetSize();
+    }
     std::size_t Read(void* buffer, std::size_t size) override { return this->backend_.Read(buffer, size); }
 };
 
@@ -62,8 +65,7 @@ public:
 /// Reads a back end. `IsEof` compares position and size, which over `CSysFile` costs four seeks; `Read` is
 /// one read of the back end.
 template <class Backend>
-class CGenericSeekableSource final
-    : public IMPL::generic_reader<IMPL::generic_seekable<TSeekableSource, Backend>> {
+class CGenericSeekableSource : public IMPL::generic_reader<IMPL::generic_seekable<TSeekableSource, Backend>> {
 public:
     using IMPL::generic_reader<IMPL::generic_seekable<TSeekableSource, Backend>>::generic_reader;
     const char* GetDesc() const override { return "Generic Seekable Data Source"; }
