@@ -38,7 +38,7 @@ constexpr bool is_leap_year(std::int32_t year) noexcept {
     return moved % 4 == 0 && (moved % 100 != 0 || moved % 400 == 0);
 }
 
-/// Hundreds of years counted from 1, or from -1 backwards.
+/// The century: 1 for the years 1 to 99, 2 from 100 on, and -1, -2 ... before year 1.
 constexpr std::int32_t century_of(std::int32_t year) noexcept {
     return year / 100 + (year < 0 ? -1 : 1);
 }

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <array>
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 
-/// Numbers of times as text. All write at `to` and return the place behind what they wrote.
+/// Numbers of times as text. All write at `to` and return the place after what they wrote.
 namespace Orlo::IMPL {
 
 /// The most that one of these writes.
@@ -28,9 +30,10 @@ void write_pair(T* to, std::size_t below_100) noexcept {
     to[1] = static_cast<T>(DIGIT_PAIRS[below_100 * 2 + 1]);
 }
 
-/// In decimal, filled up with zeros in front to `width` digits, 9 at most.
+/// In decimal, with zeros in front up to `width` digits (at most 9).
 template <class T>
 T* put_natural(T* to, std::uint64_t value, std::uint32_t width = 1) noexcept {
+    assert(width < std::size(POWERS_OF_10));
     if (width == 2 && value < 100) {
         write_pair(to, value);
         return to + 2;

@@ -2,8 +2,8 @@
 //
 // The distance of two times in months is whole months and a fraction of one. From 20 January to 10 March of a
 // common year: one whole month, for the 20th of March is not reached. February, the month before, has 28
-// days; k = 28 - 20 + 1 = 9 of them lie behind the 20th, the 20th itself included. A full step would be k and
-// the 19 days of March before the 20th: the fraction is (10 + 9) / (9 + 19), and the distance 1.678.
+// days; k = 28 - 20 + 1 = 9 of them remain from the 20th on. A full step would be these k and the 19 days of
+// March before the 20th: the fraction is (10 + 9) / (9 + 19), and the distance 1.679.
 
 #include <algorithm>
 
@@ -13,7 +13,7 @@
 namespace Orlo {
 namespace {
 
-/// The month that lies `count` behind the fields' one. Years are counted through 0.
+/// Moves the fields on by `count` months. Years are counted through 0.
 void move_months(TIME_FIELDS& fields, std::int32_t count) {
     const std::int64_t month = std::int64_t{fields.month} + count;
     if (month >= 1) {

@@ -11,13 +11,13 @@ namespace Orlo {
 namespace {
 
 constexpr failure<timeExp> WEEK_DAY_NUMBER = {
-    {.code = 4, .head = "CTime::WeekDayToStr - Unknown Weekday : ", .keys = {""}}};
+    {.code = time_code::bad_value, .head = "CTime::WeekDayToStr - Unknown Weekday : ", .keys = {""}}};
 constexpr failure<timeExp> MONTH_NUMBER = {
-    {.code = 4, .head = "CTime::MonthToStr - Unknown Month : ", .keys = {""}}};
+    {.code = time_code::bad_value, .head = "CTime::MonthToStr - Unknown Month : ", .keys = {""}}};
 constexpr failure<timeExp> WEEK_DAY_TEXT = {
-    {.code = 4, .head = "CTime::StrToWeekDay - Unknown Weekday : ", .keys = {""}}};
+    {.code = time_code::bad_value, .head = "CTime::StrToWeekDay - Unknown Weekday : ", .keys = {""}}};
 constexpr failure<timeExp> MONTH_TEXT = {
-    {.code = 4, .head = "CTime::StrToMonth - Unknown Month : ", .keys = {""}}};
+    {.code = time_code::bad_value, .head = "CTime::StrToMonth - Unknown Month : ", .keys = {""}}};
 
 /// A name as it is shown, and in full as it is read; its first three letters are read too.
 template <class T>
@@ -109,10 +109,10 @@ S CTime::MonthToStr(std::int32_t month) {
     return S::borrow(MONTHS<typename S::value_type>[static_cast<std::size_t>(month - 1)].shown);
 }
 
-template stringEx CTime::WeekDayToStr(std::int32_t);
-template wstringEx CTime::WeekDayToStr(std::int32_t);
-template stringEx CTime::MonthToStr(std::int32_t);
-template wstringEx CTime::MonthToStr(std::int32_t);
+template ORLO_API stringEx CTime::WeekDayToStr(std::int32_t);
+template ORLO_API wstringEx CTime::WeekDayToStr(std::int32_t);
+template ORLO_API stringEx CTime::MonthToStr(std::int32_t);
+template ORLO_API wstringEx CTime::MonthToStr(std::int32_t);
 
 std::uint32_t CTime::StrToWeekDay(std::string_view text) {
     return week_day_named(text);

@@ -18,7 +18,7 @@ using IMPL::wrap_sub;
 namespace {
 
 constexpr failure<timeExp> SET_SYS_TIME = {{
-    .code = 8,
+    .code = time_code::clock_refused,
     .head = "SetSysTime - system error, failed set system time\n"
             "             may be out of range\n",
     .keys = {"  microseconds since unix epoch = ", "  system error                  = ",
@@ -49,7 +49,7 @@ void CTime::SetSysTime(CTime time) {
     time.GetTimeVal(to);
     if (settimeofday(&to, nullptr) == 0) return;
     const int error = errno;
-    SET_SYS_TIME.raise({time.value_, error, strerror_text(error)});
+    SET_SYS_TIME.raise({time.m_value, error, strerror_text(error)});
 }
 
 void CTime::GetTm(struct tm& tm, std::int16_t zone) const {
@@ -69,29 +69,29 @@ void CTime::GetTm(struct tm& tm, std::int16_t zone) const {
 }
 
 void CTime::SetFileTime(std::int64_t count, std::int16_t zone) {
-    value_ = wrap_sub(wrap_sub(count / 10, g_filetimeEpochDelta), IMPL::zone_offset(zone));
+    m_value = wrap_sub(wrap_sub(count / 10, g_filetimeEpochDelta), IMPL::zone_offset(zone));
 }
 
 std::int64_t CTime::GetFileTime(std::int16_t zone) const {
-    return wrap_mul(wrap_add(wrap_add(IMPL::zone_offset(zone), value_), g_filetimeEpochDelta), 10);
+    return wrap_mul(wrap_add(wrap_add(IMPL::zone_offset(zone), m_value), g_filetimeEpochDelta), 10);
 }
 
 void CTime::GetTimeSpec(struct timespec& to) const noexcept {
-    to.tv_sec = value_ / g_usPerSecond;
-    to.tv_nsec = value_ % g_usPerSecond * 1000;
+    to.tv_sec = m_value / g_usPerSecond;
+    to.tv_nsec = m_value % g_usPerSecond * 1000;
 }
 
 void CTime::SetTimeSpec(const struct timespec& from) noexcept {
-    value_ = wrap_add(wrap_mul(from.tv_sec, g_usPerSecond), from.tv_nsec / 1000);
+    m_value = wrap_add(wrap_mul(from.tv_sec, g_usPerSecond), from.tv_nsec / 1000);
 }
 
 void CTime::GetTimeVal(struct timeval& to) const noexcept {
-    to.tv_sec = value_ / g_usPerSecond;
-    to.tv_usec = value_ % g_usPerSecond;
+    to.tv_sec = m_value / g_usPerSecond;
+    to.tv_usec = m_value % g_usPerSecond;
 }
 
 void CTime::SetTimeVal(const struct timeval& from) noexcept {
-    value_ = wrap_add(wrap_mul(from.tv_sec, g_usPerSecond), from.tv_usec);
+    m_value = wrap_add(wrap_mul(from.tv_sec, g_usPerSecond), from.tv_usec);
 }
 
 }  // namespace Orlo

@@ -2,7 +2,7 @@
 //
 // A time before the epoch is taken apart by the floor: -1 us is 1969-12-31 23:59:59.999999, and its midnights
 // have hour 0. The cheap readings and the setters of second and microsecond truncate towards zero instead and
-// so mirror such a time; that is wanted, log files and file names were written by it.
+// so mirror such a time. That has to stay: log files and file names were written by it.
 
 #include "orlo/time/time.h"
 
@@ -20,11 +20,14 @@ using IMPL::wrap_sub;
 
 namespace {
 
-constexpr failure<timeExp> DAYS_MONTH = {{.code = 3, .head = "CTime::GetNumOfDays - invalid month value"}};
-constexpr failure<timeExp> SET_MONTH_OF_DATE = {{.code = 3, .head = "CTime::Set - invalid month value"}};
-constexpr failure<timeExp> SET_MONTH = {{.code = 3, .head = "CTime::SetMonth - invalid month value"}};
+constexpr failure<timeExp> DAYS_MONTH = {
+    {.code = time_code::bad_month, .head = "CTime::GetNumOfDays - invalid month value"}};
+constexpr failure<timeExp> SET_MONTH_OF_DATE = {
+    {.code = time_code::bad_month, .head = "CTime::Set - invalid month value"}};
+constexpr failure<timeExp> SET_MONTH = {
+    {.code = time_code::bad_month, .head = "CTime::SetMonth - invalid month value"}};
 constexpr failure<timeExp> SET_DAY_OF_YEAR = {{
-    .code = 4,
+    .code = time_code::bad_value,
     .head = "CTime::SetDayOfYear - Invalid day of year\n",
     .keys = {"  current obj's year          = ", "  current timezone in minutes = ",
              "  the day of year value       = "},
@@ -36,8 +39,8 @@ TIME_FIELDS decoded(const CTime& time, std::int16_t zone) {
     return fields;
 }
 
-/// A unit of the time of day as it is read without a decode: behind midnight from the epoch on, before
-/// midnight ahead of it.
+/// A unit of the time of day as it is read without a decode: counted after midnight from the epoch on, and
+/// before midnight ahead of it.
 std::uint32_t read_mirrored(std::int64_t time, std::int64_t larger, std::int64_t unit) noexcept {
     const std::int64_t rest = time % larger;
     return static_cast<std::uint32_t>((rest < 0 ? -rest : rest) / unit);
@@ -56,7 +59,7 @@ std::uint32_t CTime::GetNumOfDays(std::int32_t month, std::int32_t year) {
 
 std::int64_t CTime::Decode(TIME_FIELDS& fields, std::int16_t zone) const {
     const std::int16_t minutes = IMPL::resolve_zone(zone);
-    const std::int64_t local = wrap_add(value_, minutes * US_PER_MINUTE);
+    const std::int64_t local = wrap_add(m_value, minutes * US_PER_MINUTE);
     std::int64_t days = local / US_PER_DAY;
     std::int64_t time = local % US_PER_DAY;
     if (time < 0) {
@@ -84,7 +87,7 @@ CTime& CTime::Set(std::int32_t year, std::int32_t month, std::uint16_t day, std:
     const std::int64_t time =
         hour * US_PER_HOUR + minute * US_PER_MINUTE + second * g_usPerSecond + microsecond;
     const std::int64_t days = IMPL::day_of_date(year, month, day, IsLeapYear(year));
-    value_ = wrap_sub(wrap_add(wrap_mul(days, US_PER_DAY), time), IMPL::zone_offset(zone));
+    m_value = wrap_sub(wrap_add(wrap_mul(days, US_PER_DAY), time), IMPL::zone_offset(zone));
     return *this;
 }
 
@@ -124,20 +127,20 @@ std::int32_t CTime::GetQuarter(std::int16_t zone) const {
 }
 
 std::uint32_t CTime::GetHour(std::int16_t zone) const {
-    return read_mirrored(wrap_add(value_, IMPL::zone_offset(zone)), US_PER_DAY, US_PER_HOUR);
+    return read_mirrored(wrap_add(m_value, IMPL::zone_offset(zone)), US_PER_DAY, US_PER_HOUR);
 }
 
 std::uint32_t CTime::GetMinute(std::int16_t zone) const {
-    return read_mirrored(wrap_add(value_, IMPL::zone_offset(zone)), US_PER_HOUR, US_PER_MINUTE);
+    return read_mirrored(wrap_add(m_value, IMPL::zone_offset(zone)), US_PER_HOUR, US_PER_MINUTE);
 }
 
 std::uint32_t CTime::GetSecond() const noexcept {
-    return read_mirrored(value_, US_PER_MINUTE, g_usPerSecond);
+    return read_mirrored(m_value, US_PER_MINUTE, g_usPerSecond);
 }
 
 std::uint32_t CTime::GetMicrosecond() const noexcept {
-    const std::int64_t rest = value_ % g_usPerSecond;
-    return static_cast<std::uint32_t>(value_ < 0 ? g_usPerSecond - rest : rest);
+    const std::int64_t rest = m_value % g_usPerSecond;
+    return static_cast<std::uint32_t>(m_value < 0 ? g_usPerSecond - rest : rest);
 }
 
 // --- changing a field ----------------------------------------------------------------------------------
@@ -190,13 +193,13 @@ void CTime::SetMinute(std::uint16_t minute, std::int16_t zone) {
     _Encode(fields);
 }
 
-// The microseconds go by intent: who sets a second means the full one.
+// The microseconds are cleared on purpose: who sets a second means the full one.
 void CTime::SetSecond(std::uint16_t second) noexcept {
-    value_ = wrap_add(value_ / US_PER_MINUTE * US_PER_MINUTE, second * g_usPerSecond);
+    m_value = wrap_add(m_value / US_PER_MINUTE * US_PER_MINUTE, second * g_usPerSecond);
 }
 
 void CTime::SetMicrosecond(std::uint32_t microsecond) noexcept {
-    value_ = wrap_add(value_ / g_usPerSecond * g_usPerSecond, microsecond);
+    m_value = wrap_add(m_value / g_usPerSecond * g_usPerSecond, microsecond);
 }
 
 }  // namespace Orlo

@@ -1,21 +1,21 @@
 // The text of times and spans.
 //
-// A format is walked once. At a "%" a command is asked, which finds the row of its table that the text behind
-// begins with, and writes what the row says. It goes on so by itself, over ordinary text and further escapes,
-// until it comes to one that it does not know or its room is full: in "%Y-%M at %Q%d" on 2024-03-05 the first
-// key is "Y-%M at %Q%d", of which "Y-%M at " is matched and becomes "2024-03 at "; then "%Q" is left to the
-// walker, which asks again and hears that nothing was recognised. What is no escape, such as "%%" and a "%"
-// at the end, is the walker's affair alone. No name begins another one, so at most one row fits, and the
-// order of the rows is free.
+// A format is walked once. At a "%" the walker asks a command, which finds the row of its table whose name
+// follows the "%", and writes what the row says. The command goes on by itself, over ordinary text and further
+// escapes, until it comes to one that it does not know or its room is full: in "%Y-%M at %Q%d" on 2024-03-05
+// the first key is "Y-%M at %Q%d", of which "Y-%M at " is matched and becomes "2024-03 at "; then "%Q" is left
+// to the walker, which asks again and hears that nothing was recognised. What is no escape, such as "%%" and a
+// "%" at the end, is left to the walker. No name begins another one, so at most one row fits, and the order of
+// the rows is free.
 //
 // The tables are the language: a row of times has a name, a width and what to read, a row of spans a name, a
 // width and two units, the one to count in and the one whose multiples are left out. Names are ASCII, so one
 // table serves both kinds of text; a match is written into the command's own room, from where the walker
 // copies it: nothing is allocated but the text itself.
 //
-// Cost: one decode a text, one more for each week number; for each escape a look at the rows that begin with
-// its letter, for each stretch that fills the room one question of the walker. Asking it for each escape
-// would cost twice the time of a log line's stamp.
+// Cost: one decode a text, one more for each week number; for each escape a search in the rows that begin with
+// its letter; one call of the command for each stretch that fills the room. One call for each escape would take
+// twice the time for a log line's stamp.
 
 #include <algorithm>
 #include <array>
@@ -135,16 +135,16 @@ public:
         }
     }
 
-    /// The row whose name the text from `key` on begins with, null for none. Moves `key` behind the name.
+    /// The row whose name stands at `key`, null for none. Moves `key` past the name.
     template <class T>
     const Row* take(const T*& key, const T* end) const noexcept {
         if (key == end) return nullptr;
         const auto letter = static_cast<std::make_unsigned_t<T>>(*key);
         if (letter >= ranges_.size()) return nullptr;
         for (std::size_t i = ranges_[letter].first; i < ranges_[letter].end; ++i) {
-            const T* const behind = behind_rest(key + 1, end, rows_[i].name);
-            if (behind == nullptr) continue;
-            key = behind;
+            const T* const after = after_rest(key + 1, end, rows_[i].name);
+            if (after == nullptr) continue;
+            key = after;
             return &rows_[i];
         }
         return nullptr;
@@ -156,10 +156,10 @@ private:
         std::uint8_t end = 0;
     };
 
-    /// The place behind the name whose second letter is expected at `key`, null if it does not stand there.
-    /// Steps instead of adding the name's length: the place is known then before the length is read.
+    /// The place after the name whose second letter is expected at `key`, null if it does not stand there.
+    /// It steps instead of adding the name's length: the place is known then before the length is read.
     template <class T>
-    static const T* behind_rest(const T* key, const T* end, std::string_view name) noexcept {
+    static const T* after_rest(const T* key, const T* end, std::string_view name) noexcept {
         for (std::size_t i = 1; i < name.size(); ++i, ++key) {
             if (key == end || *key != static_cast<T>(name[i])) return nullptr;
         }
@@ -179,28 +179,28 @@ constexpr escape_table SPAN_TABLE(SPAN_ESCAPES);
 constexpr char ESCAPE = '%';
 
 /// What both languages share: finding the rows. An unknown escape is replaced by nothing and consumes
-/// nothing, so that it loses its "%" alone. `Derived::write(row, to)` writes a row at `to`, `LONGEST_NUMBER`
-/// characters at most, and returns the place behind.
+/// nothing, so it loses only its "%". `Derived::Write(row, to)` writes a row at `to`, at most `LONGEST_NUMBER`
+/// characters, and returns the place after them.
 template <class Derived, class S, const auto& TABLE>
-class escape_cmd : public IStrMatchCmd<S> {
+class CEscapeCmd : public IStrMatchCmd<S> {
 public:
     using T = typename S::value_type;
 
     std::int32_t Match(const S& key, S& out) final {
         const T* const end = key.end();
-        const T* const full = m_room + ROOM;
+        const T* const full = m_room + room;
         const T* from = key.begin();
-        const T* behind = from;
+        const T* after = from;
         T* to = m_room;
         while (const auto* const row = m_table->take(from, end)) {
-            to = static_cast<Derived*>(this)->write(*row, to);
+            to = static_cast<Derived*>(this)->Write(*row, to);
             while (from != end && *from != T(ESCAPE) && to < full)
                 *to++ = *from++;
-            behind = from;
+            after = from;
             if (from == end || to >= full) break;
             ++from;
         }
-        m_matchLen = static_cast<std::uint64_t>(behind - key.begin());
+        m_matchLen = static_cast<std::uint64_t>(after - key.begin());
         out = S::borrow({m_room, static_cast<std::size_t>(to - m_room)});
         return MATCH_REPLACE;
     }
@@ -210,19 +210,19 @@ public:
 private:
     std::uint64_t m_matchLen = 0;
     const std::remove_reference_t<decltype(TABLE)>* m_table = &TABLE;
-    /// A piece that begins within the first `ROOM` characters fits.
-    static constexpr std::size_t ROOM = 64;
-    T m_room[ROOM + IMPL::LONGEST_NUMBER];
+    /// A piece that begins within the first `room` characters fits.
+    static constexpr std::size_t room = 64;
+    T m_room[room + IMPL::LONGEST_NUMBER];
 };
 
 template <class S>
-class CTimeStrEscapeCmd final : public escape_cmd<CTimeStrEscapeCmd<S>, S, TIME_TABLE> {
+class CTimeStrEscapeCmd final : public CEscapeCmd<CTimeStrEscapeCmd<S>, S, TIME_TABLE> {
 public:
     using T = typename S::value_type;
 
     CTimeStrEscapeCmd(const TIME_FIELDS& fields, const CTime& time) : m_fields(&fields), m_time(&time) {}
 
-    T* write(const time_escape& row, T* to) const {
+    T* Write(const time_escape& row, T* to) const {
         const TIME_FIELDS& f = *m_fields;
         switch (row.what) {
             case shown::year:
@@ -282,7 +282,7 @@ private:
 };
 
 template <class S>
-class CTimeSpanStrEscapeCmd final : public escape_cmd<CTimeSpanStrEscapeCmd<S>, S, SPAN_TABLE> {
+class CTimeSpanStrEscapeCmd final : public CEscapeCmd<CTimeSpanStrEscapeCmd<S>, S, SPAN_TABLE> {
 public:
     using T = typename S::value_type;
 
@@ -290,7 +290,7 @@ public:
     explicit CTimeSpanStrEscapeCmd(CTimeSpan span)
         : m_value(static_cast<std::uint64_t>((span.GetValue() < 0 ? -span : span).GetValue())) {}
 
-    T* write(const span_escape& row, T* to) const {
+    T* Write(const span_escape& row, T* to) const {
         const auto unit = static_cast<std::uint64_t>(row.unit);
         const auto within = static_cast<std::uint64_t>(row.within);
         return IMPL::put_natural(to, (within != 0 ? m_value % within : m_value) / unit, row.width);

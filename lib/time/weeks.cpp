@@ -1,7 +1,7 @@
 // Weeks: where they begin, their numbers, and week days within a month.
 //
-// All rests on one distance: how many days a time lies behind the latest day that begins a week. On a
-// Thursday, 2026-01-01, weeks that begin on Monday began 3 days ago, weeks that begin on Friday 6.
+// All rests on one distance: how many days ago the latest week began. On a Thursday, 2026-01-01, weeks that
+// begin on Monday began 3 days ago, and weeks that begin on Friday 6.
 
 #include "orlo/time/time.h"
 #include "time/zone.h"
@@ -9,7 +9,8 @@
 namespace Orlo {
 namespace {
 
-std::uint32_t days_behind(std::uint32_t weekDay, std::uint32_t first) noexcept {
+/// Days since the latest `first` day of a week.
+std::uint32_t days_since(std::uint32_t first, std::uint32_t weekDay) noexcept {
     return (weekDay + 7 - first % 7) % 7;
 }
 
@@ -18,8 +19,8 @@ std::uint32_t days_behind(std::uint32_t weekDay, std::uint32_t first) noexcept {
 std::uint32_t CTime::GetWeekOfYear(std::uint32_t firstDay, std::int16_t zone) const {
     TIME_FIELDS fields;
     Decode(fields, zone);
-    const std::uint32_t behind = days_behind(fields.weekDay, firstDay);
-    return behind >= fields.dayOfYear ? 1 : (fields.dayOfYear - behind + 6) / 7;
+    const std::uint32_t days = days_since(firstDay, fields.weekDay);
+    return days >= fields.dayOfYear ? 1 : (fields.dayOfYear - days + 6) / 7;
 }
 
 CTime CTime::GetMonthBegin(std::int16_t zone) const {
@@ -31,20 +32,19 @@ CTime CTime::GetMonthBegin(std::int16_t zone) const {
 CTime CTime::GetWeekBegin(std::uint32_t weekDay, std::int16_t zone) const {
     TIME_FIELDS fields;
     const std::int64_t seconds = Decode(fields, zone);
-    const std::int64_t behind = days_behind(fields.weekDay, weekDay);
-    return *this - CTimeSpan(behind * US_PER_DAY + seconds * g_usPerSecond + fields.microsecond);
+    const std::int64_t days = days_since(weekDay, fields.weekDay);
+    return *this - CTimeSpan(days * US_PER_DAY + seconds * g_usPerSecond + fields.microsecond);
 }
 
 CTime CTime::GetNearestWeekDay(std::uint32_t weekDay, std::int16_t zone) const {
     const std::int16_t resolved = IMPL::resolve_zone(zone);
     const std::int64_t offset = resolved * US_PER_MINUTE;
     const CTime before = GetWeekBegin(weekDay, resolved);
-    const CTime behind = before + CTimeSpan(US_PER_WEEK);
-    // truncated, so that before the epoch the day's end stands for its begin; wanted, like the mirrored
-    // readings
-    const std::int64_t local = IMPL::wrap_add(value_, offset);
+    const CTime after = before + CTimeSpan(US_PER_WEEK);
+    // truncated, so that before the epoch the day's end stands for its begin; kept like the mirrored readings
+    const std::int64_t local = IMPL::wrap_add(m_value, offset);
     const CTime day(IMPL::wrap_sub(local / US_PER_DAY * US_PER_DAY, offset));
-    return behind - day > day - before ? before : behind;
+    return after - day > day - before ? before : after;
 }
 
 CTime CTime::GetNthWeekDayOfMonth(std::uint16_t n, std::uint32_t weekDay, std::int16_t zone) const {
@@ -53,11 +53,11 @@ CTime CTime::GetNthWeekDayOfMonth(std::uint16_t n, std::uint32_t weekDay, std::i
     if (first.GetDayOfWeek(resolved) != weekDay % 7) {
         first = first.GetWeekBegin(weekDay, resolved) + CTimeSpan(US_PER_WEEK);
     }
-    // 16 bits: n = 0 asks for week 65536, not for one before the month
+    // in 16 bits: n = 0 asks for week 65536, not for one before the month
     return first + CTimeSpan(static_cast<std::uint16_t>(n - 1) * US_PER_WEEK);
 }
 
-// The month is the local zone's, whatever zone is asked for: wanted.
+// The month is the local zone's whatever zone is asked for: clients rely on it.
 CTime CTime::GetLastWeekDayOfMonth(std::uint32_t weekDay, std::int16_t zone) const {
     TIME_FIELDS fields;
     Decode(fields, TZ_LOCAL);

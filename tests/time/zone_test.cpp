@@ -24,8 +24,8 @@ using number_row = std::pair<std::string_view, std::int32_t>;
 TEST(time_names, week_days) {
     const number_row rows[] = {{" Sunday ", 0}, {"7", 0},           {"SAT", 6},
                                {"6", 6},        {"\twednesday", 3}, {"7abc", 0}};
-    for (const auto& [text, wanted] : rows)
-        EXPECT_EQ(CTime::StrToWeekDay(text), static_cast<std::uint32_t>(wanted)) << text;
+    for (const auto& [text, expected] : rows)
+        EXPECT_EQ(CTime::StrToWeekDay(text), static_cast<std::uint32_t>(expected)) << text;
     std::string all;
     for (std::int32_t i = 0; i < 7; ++i) {
         all += CTime::WeekDayToStr(i).view();
@@ -34,26 +34,30 @@ TEST(time_names, week_days) {
     EXPECT_EQ(all, "SunMonTueWedThuFriSat");
     for (const std::string_view text : {"0", "8", "", "Wednes", "-1"}) {
         const std::string message = "CTime::StrToWeekDay - Unknown Weekday : " + std::string(text);
-        EXPECT_FAILURE(CTime::StrToWeekDay(text), timeExp, 4, message);
-        EXPECT_FAILURE(CTime::StrToWeekDay(widened(text)), timeExp, 4, message);
+        EXPECT_FAILURE(CTime::StrToWeekDay(text), timeExp, time_code::bad_value, message);
+        EXPECT_FAILURE(CTime::StrToWeekDay(widened(text)), timeExp, time_code::bad_value, message);
     }
-    EXPECT_FAILURE(CTime::WeekDayToStr(7), timeExp, 4, "CTime::WeekDayToStr - Unknown Weekday : 7");
-    EXPECT_FAILURE(CTime::WeekDayToStr(-1), timeExp, 4, "CTime::WeekDayToStr - Unknown Weekday : -1");
+    EXPECT_FAILURE(CTime::WeekDayToStr(7), timeExp, time_code::bad_value,
+                   "CTime::WeekDayToStr - Unknown Weekday : 7");
+    EXPECT_FAILURE(CTime::WeekDayToStr(-1), timeExp, time_code::bad_value,
+                   "CTime::WeekDayToStr - Unknown Weekday : -1");
 }
 
 TEST(time_names, months) {
     const number_row rows[] = {{"january", 1}, {"MAY", 5}, {"12", 12}, {" 09 ", 9}, {"December\n", 12}};
-    for (const auto& [text, wanted] : rows)
-        EXPECT_EQ(CTime::StrToMonth(text), wanted) << text;
+    for (const auto& [text, expected] : rows)
+        EXPECT_EQ(CTime::StrToMonth(text), expected) << text;
     std::string all;
     for (std::int32_t i = 1; i <= 12; ++i) {
         all += CTime::MonthToStr(i).view();
         EXPECT_EQ(CTime::StrToMonth(CTime::MonthToStr<wstringEx>(i)), i);
     }
     EXPECT_EQ(all, "JanFebMarAprMayJunJulAugSepOctNovDec");
-    EXPECT_FAILURE(CTime::MonthToStr(0), timeExp, 4, "CTime::MonthToStr - Unknown Month : 0");
-    EXPECT_FAILURE(CTime::StrToMonth(" Sept "), timeExp, 4, "CTime::StrToMonth - Unknown Month :  Sept ");
-    EXPECT_FAILURE(CTime::StrToMonth(L"J\u00e4n\u20ac\xD800"), timeExp, 4,
+    EXPECT_FAILURE(CTime::MonthToStr(0), timeExp, time_code::bad_value,
+                   "CTime::MonthToStr - Unknown Month : 0");
+    EXPECT_FAILURE(CTime::StrToMonth(" Sept "), timeExp, time_code::bad_value,
+                   "CTime::StrToMonth - Unknown Month :  Sept ");
+    EXPECT_FAILURE(CTime::StrToMonth(L"J\u00e4n\u20ac\xD800"), timeExp, time_code::bad_value,
                    "CTime::StrToMonth - Unknown Month : J\u00e4n\u20ac\uFFFD");
 }
 
@@ -66,19 +70,19 @@ TEST(time_zone, from_text) {
         {"+5:7", 307},  {"+5x7", 300},    {"+5x:07", 307},   {"99999", 6039},     {"-9999", -6039},
         {"8:", 480},    {"08::30", 480},
     };
-    for (const auto& [text, wanted] : rows) {
-        EXPECT_EQ(CTime::StrToTimeZone(text), wanted) << text;
-        EXPECT_EQ(CTime::StrToTimeZone(widened(text)), wanted) << text;
+    for (const auto& [text, expected] : rows) {
+        EXPECT_EQ(CTime::StrToTimeZone(text), expected) << text;
+        EXPECT_EQ(CTime::StrToTimeZone(widened(text)), expected) << text;
     }
 }
 
 TEST(time_zone, to_text) {
     const number_row rows[] = {{"Local", TZ_LOCAL}, {"UTC", 0},      {"UTC+0800", 480},
                                {"UTC-0530", -330},  {"UTC+0001", 1}, {"UTC-54607", -32767}};
-    for (const auto& [wanted, minutes] : rows) {
+    for (const auto& [expected, minutes] : rows) {
         const auto zone = static_cast<std::int16_t>(minutes);
-        EXPECT_EQ(CTime::TimeZoneToStr(zone), stringEx(wanted));
-        EXPECT_EQ(CTime::TimeZoneToStr<wstringEx>(zone), wstringEx(widened(wanted)));
+        EXPECT_EQ(CTime::TimeZoneToStr(zone), stringEx(expected));
+        EXPECT_EQ(CTime::TimeZoneToStr<wstringEx>(zone), wstringEx(widened(expected)));
     }
 }
 

@@ -1,9 +1,12 @@
 #pragma once
 
+#include <chrono>
 #include <compare>
 #include <cstdint>
 #include <string_view>
+#include <type_traits>
 
+#include "orlo/export.h"
 #include "orlo/strings/buffer.h"
 #include "orlo/time/wrapping.h"
 
@@ -18,43 +21,62 @@ inline constexpr std::int64_t US_PER_WEEK = 7 * US_PER_DAY;
 
 /// A length of time: a signed 64-bit count of microseconds and nothing else.
 ///
-/// Copied by value, compared as an integer, never allocates. It reaches about 292,000 years either way; what
-/// goes beyond wraps around, without a failure.
+/// It is copied by value, compared as an integer and never allocated. It reaches about 292,000 years either
+/// way; what goes beyond wraps around, without a failure. Lengths of <chrono> convert to it by themselves.
+///
+/// ```cpp
+/// CTimeSpan pause = std::chrono::minutes(90);
+/// pause += CTimeSpan().Set(1, 2);                // 1 day, 2 hours
+/// stringEx text;
+/// pause.ToStr(text, "%TD days %PH:%PM");         // 1 days 03:30
+/// const std::chrono::minutes whole = std::chrono::floor<std::chrono::minutes>(pause.ToChrono());
+/// static_cast<void>(whole);                      // 1650 min
+/// ```
 ///
 /// Threads: a plain value; one object may not be written by one thread while another uses it.
-class CTimeSpan {
+class ORLO_API CTimeSpan {
 public:
     /// The empty span.
     constexpr CTimeSpan() noexcept = default;
-    constexpr explicit CTimeSpan(std::int64_t microseconds) noexcept : value_(microseconds) {}
+    constexpr explicit CTimeSpan(std::int64_t microseconds) noexcept : m_value(microseconds) {}
 
-    static constexpr CTimeSpan FromMilliseconds(std::int64_t milliseconds) noexcept {
+    /// A length of <chrono> that is a whole number of microseconds, and fits into 64 bits of them.
+    template <class Rep, class Period>
+    requires std::is_convertible_v<std::chrono::duration<Rep, Period>, std::chrono::microseconds>
+    constexpr CTimeSpan(std::chrono::duration<Rep, Period> length) noexcept
+        : m_value(std::chrono::microseconds(length).count()) {}
+
+    [[nodiscard]] static constexpr CTimeSpan FromMilliseconds(std::int64_t milliseconds) noexcept {
         return CTimeSpan(IMPL::wrap_mul(milliseconds, US_PER_MILLISECOND));
     }
 
     /// The count of microseconds, negative for a span that points backwards.
-    constexpr std::int64_t GetValue() const noexcept { return value_; }
+    [[nodiscard]] constexpr std::int64_t GetValue() const noexcept { return m_value; }
+    /// The same for <chrono>.
+    [[nodiscard]] constexpr std::chrono::microseconds ToChrono() const noexcept {
+        return std::chrono::microseconds(m_value);
+    }
 
     /// Makes the span the sum of its arguments, none of which has to stay below the next larger unit, and
     /// each of which may be negative. Returns the object.
     constexpr CTimeSpan& Set(std::int32_t days, std::int64_t hours = 0, std::int64_t minutes = 0,
                              std::int64_t seconds = 0, std::int64_t milliseconds = 0,
                              std::int64_t microseconds = 0) noexcept {
-        value_ = microseconds;
-        value_ = IMPL::wrap_add(value_, IMPL::wrap_mul(days, US_PER_DAY));
-        value_ = IMPL::wrap_add(value_, IMPL::wrap_mul(hours, US_PER_HOUR));
-        value_ = IMPL::wrap_add(value_, IMPL::wrap_mul(minutes, US_PER_MINUTE));
-        value_ = IMPL::wrap_add(value_, IMPL::wrap_mul(seconds, US_PER_SECOND));
-        value_ = IMPL::wrap_add(value_, IMPL::wrap_mul(milliseconds, US_PER_MILLISECOND));
+        m_value = microseconds;
+        m_value = IMPL::wrap_add(m_value, IMPL::wrap_mul(days, US_PER_DAY));
+        m_value = IMPL::wrap_add(m_value, IMPL::wrap_mul(hours, US_PER_HOUR));
+        m_value = IMPL::wrap_add(m_value, IMPL::wrap_mul(minutes, US_PER_MINUTE));
+        m_value = IMPL::wrap_add(m_value, IMPL::wrap_mul(seconds, US_PER_SECOND));
+        m_value = IMPL::wrap_add(m_value, IMPL::wrap_mul(milliseconds, US_PER_MILLISECOND));
         return *this;
     }
 
     constexpr CTimeSpan& operator+=(CTimeSpan other) noexcept {
-        value_ = IMPL::wrap_add(value_, other.value_);
+        m_value = IMPL::wrap_add(m_value, other.m_value);
         return *this;
     }
     constexpr CTimeSpan& operator-=(CTimeSpan other) noexcept {
-        value_ = IMPL::wrap_sub(value_, other.value_);
+        m_value = IMPL::wrap_sub(m_value, other.m_value);
         return *this;
     }
     friend constexpr CTimeSpan operator+(CTimeSpan a, CTimeSpan b) noexcept { return a += b; }
@@ -81,7 +103,7 @@ public:
     void ToStr(wstringEx& out, std::wstring_view format) const;
 
 private:
-    std::int64_t value_ = 0;
+    std::int64_t m_value = 0;
 };
 
 }  // namespace Orlo
