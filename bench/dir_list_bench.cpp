@@ -2,9 +2,6 @@
 // empty folder shows what the start alone costs. The tree is made in a temporary folder.
 
 #include <benchmark/benchmark.h>
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -12,6 +9,7 @@
 #include <string>
 
 #include "orlo/files/dir.h"
+#include "run_program.h"
 
 namespace {
 
@@ -68,24 +66,9 @@ void list(benchmark::State& state, const char* mask, bool empty) {
 }
 
 void find(benchmark::State& state, const char* mask, bool empty) {
-    std::string folder = the_tree().path(empty).string();
-    std::string name = mask;
-    std::string words[] = {"find", "-type", "f", "-name"};
-    char* const arguments[] = {words[0].data(), folder.data(), words[1].data(), words[2].data(),
-                               words[3].data(), name.data(),   nullptr};
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-    for (auto _ : state) {
-        pid_t child = 0;
-        int status = 0;
-        if (posix_spawnp(&child, "find", &actions, nullptr, arguments, environ) != 0 ||
-            ::waitpid(child, &status, 0) != child || status != 0) {
-            state.SkipWithError("find failed");
-            break;
-        }
-    }
-    posix_spawn_file_actions_destroy(&actions);
+    const std::string folder = the_tree().path(empty).string();
+    for (auto _ : state)
+        if (!run_program({"find", folder, "-type", "f", "-name", mask})) state.SkipWithError("find failed");
 }
 
 #define LISTING(FUNCTION)                                                                                  \

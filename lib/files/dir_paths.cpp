@@ -63,6 +63,13 @@ stringEx take_origin(stringEx& path) {
     return origin;
 }
 
+/// True if `path` is absolute and has nothing to convert: "/", or segments that are neither empty nor begin
+/// with a dot.
+bool is_plain(std::string_view path) {
+    return path.starts_with('/') && path.find('\\') == path.npos && path.find("//") == path.npos &&
+           path.find("/.") == path.npos;
+}
+
 /// Removes empty segments and ".", and lets each ".." take the segment before it. The root stays "/".
 stringEx normalised(const stringEx& path) {
     std::vector<stringEx::range> segments;
@@ -106,6 +113,10 @@ stringEx CDir::CleanPath(const stringEx& path) {
 
 void CDir::ConvToFullPath(stringEx& path) {
     if (path.empty()) CONVERT_NOTHING.raise();
+    if (is_plain(path.view())) {
+        path = path.terminated();  // which is the path's own, as that of `CleanPath` is
+        return;
+    }
     stringEx full = CleanPath(path);
     if (!full.starts_with(separator)) {
         stringEx origin = take_origin(full);

@@ -2,6 +2,7 @@
 
 #include "orlo/files/sys_file.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "files/sys_file_open.h"
@@ -259,6 +260,11 @@ std::int64_t CSysFile::GetCurrentPos() const {
 }
 
 std::int64_t CSysFile::GetSize() const {
+    // a regular file knows its size; but one that claims to have none may be a source without sizes, and only a
+    // seek to the end tells
+    struct stat status;
+    if (::fstat(_Number(), &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0)
+        return status.st_size;
     return wrap_seek(SIZE_FAILED, path_, [&] {
         const std::int64_t position = seek(_Number(), 0, SEEK_CUR);
         const std::int64_t size = seek(_Number(), 0, SEEK_END);
