@@ -12,3 +12,7 @@ set(ORLO_WRAPPED_CALLS
 
 # The test folders that link that way; the others call the system directly.
 set(ORLO_WRAPPED_FOLDERS data files rows process threads)
+
+# Allocations that tests can make fail (tests/support/allocations.h), and the folders that do.
+set(ORLO_ALLOCATION_CALLS malloc realloc _Znwm)
+set(ORLO_ALLOCATION_FOLDERS strings)

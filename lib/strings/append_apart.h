@@ -1,26 +1,27 @@
 #pragma once
 
-#include <functional>
-
 #include "orlo/strings/buffer.h"
 
 namespace Orlo::IMPL {
 
 /// Calls `write(target)`, which appends what it makes of `source`. Where `source` lies inside the target's
-/// own block, which moves as it grows, the text is made apart and appended then.
+/// own block, which moves as it grows, the text is made apart and then appended. When `write` throws, the
+/// target holds what it held before.
 template <class T, class Write>
 void append_apart(const basic_buffer<T>& source, basic_buffer<T>& target, Write write) {
-    const std::less_equal<const T*> not_behind;
-    const bool inside = !source.empty() && !target.is_borrowed() &&
-                        not_behind(target.begin(), source.begin()) &&
-                        not_behind(source.begin(), target.end());
-    if (!inside) {
-        write(target);
+    if (target.owns_address(source.data())) {
+        basic_buffer<T> made;
+        write(made);
+        target.append(made);
         return;
     }
-    basic_buffer<T> made;
-    write(made);
-    target.append(made);
+    const std::size_t old_size = target.size();
+    try {
+        write(target);
+    } catch (...) {
+        if (target.size() != old_size) target.set_size(old_size);
+        throw;
+    }
 }
 
 }  // namespace Orlo::IMPL

@@ -124,7 +124,8 @@ template <class T>
 void basic_buffer<T>::grow(std::uint64_t min_capacity) {
     if (is_borrowed()) make_private();
     if (refs_.shared()) {
-        move_to_new_block(std::max<std::uint64_t>(size_, min_capacity) | rounding_mask, size_);
+        const std::uint64_t needed = size_ + (is_text ? 1 : 0);
+        move_to_new_block(std::max(needed, min_capacity) | rounding_mask, size_);
     } else if (min_capacity > capacity_) {
         extend_block(std::max(min_capacity | rounding_mask, capacity_ + capacity_ / 2), size_);
     }
@@ -141,13 +142,29 @@ void basic_buffer<T>::assign_reserve(std::uint64_t min_capacity) {
     }
 }
 
+/// Replaces the content with a text that lies elsewhere, in a block of at least `min_capacity` elements. What
+/// can fail is done before the old content goes.
+template <class T>
+void basic_buffer<T>::replace_content(view_type text, std::uint64_t min_capacity) {
+    min_capacity = std::max<std::uint64_t>(min_capacity, text.size() + 1);
+    if (refs_.unique()) {
+        reserve_for_write(min_capacity);
+        assign(text);
+    } else {
+        basic_buffer made;
+        made.reserve_for_write(min_capacity);
+        made.append(text);
+        *this = std::move(made);
+    }
+}
+
 template <class T>
 basic_buffer<T>& basic_buffer<T>::append_grown(const T* text, std::size_t count) {
     if (count > npos / 4 / sizeof(T)) throw std::bad_alloc();
-    const bool own = data_ != nullptr && text >= data_ && text <= data_ + size_;
+    const bool own = owns_address(text);
     const std::size_t offset = own ? static_cast<std::size_t>(text - data_) : 0;
+    if (own && offset >= size_) return *this;
     if (own) count = std::min<std::size_t>(count, size_ - offset);
-    if (count == 0) return *this;
 
     reserve_for_write(size_ + count + 1);
     std::memcpy(data_ + size_, own ? data_ + offset : text, count * sizeof(T));

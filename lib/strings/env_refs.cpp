@@ -10,8 +10,14 @@
 // Doubled signs stay double until then: a sign that is already single would begin a reference at the next
 // level.
 //
-// Costs a pass over the text for each level, 64 at most. The walks insert a bounded number of characters,
-// since a text that grows by a factor at each level would outgrow any memory long before level 64.
+// Costs two walks over the text for each level, 64 levels at most.
+//
+// A text that grows by a factor at each level would outgrow any memory long before level 64, so what nesting
+// multiplies is bounded: within one walk a variable may be inserted as often as the given text has "$" signs,
+// and what goes beyond that is counted. A text of a million references, or one value that refers to a
+// thousand others, is therefore never refused, while a variable that holds itself twice soon is.
+
+#include <map>
 
 #include "orlo/strings/environment.h"
 #include "orlo/strings/match_cmd.h"
@@ -23,7 +29,7 @@ namespace Orlo {
 namespace {
 
 constexpr std::uint32_t LAST_DEPTH = 63;
-constexpr std::uint64_t MOST_INSERTED = 16 << 20;
+constexpr std::uint64_t MOST_MULTIPLIED = 16 << 20;
 
 constexpr failure<auxExp> EXPANDED_TOO_MUCH = {{
     .code = 1,
@@ -43,20 +49,38 @@ stringEx printable(const wstringEx& name) {
     return text;
 }
 
-/// Reads a variable into `out` and takes its size off what may still be inserted. False when it is empty.
+/// Reads the variables of one expansion, and bounds what their nesting multiplies.
 template <class S>
-bool read_variable(const S& name, S& out, std::uint64_t& insertable) {
-    IMPL::append_env(name.view(), out);
-    if (out.size() > insertable) EXPANDED_TOO_MUCH.raise({printable(name), MOST_INSERTED});
-    insertable -= out.size();
-    return !out.empty();
-}
+class variable_reader {
+public:
+    explicit variable_reader(const S& text)
+        : most_times_(static_cast<std::uint64_t>(std::count(text.begin(), text.end(), '$'))) {}
+
+    void begin_walk() { times_.clear(); }
+
+    /// Reads a variable into `out`. False when it is empty.
+    bool read(const S& name, S& out) {
+        IMPL::append_env(name.view(), out);
+        if (out.empty()) return false;
+        auto found = times_.find(name);
+        if (found == times_.end()) found = times_.emplace(S(name.view()), 0).first;
+        if (++found->second <= most_times_) return true;
+        multiplied_ += out.size();
+        if (multiplied_ > MOST_MULTIPLIED) EXPANDED_TOO_MUCH.raise({printable(name), MOST_MULTIPLIED});
+        return true;
+    }
+
+private:
+    const std::uint64_t most_times_;
+    std::map<S, std::uint64_t> times_;
+    std::uint64_t multiplied_ = 0;
+};
 
 /// `$NAME`: the name is what its characters make of the text behind the sign.
 template <class S>
 class CEnvStrAbbrMatchCmd final : public IStrMatchCmd<S> {
 public:
-    explicit CEnvStrAbbrMatchCmd(std::uint64_t& insertable) : insertable_(insertable) {}
+    explicit CEnvStrAbbrMatchCmd(variable_reader<S>& reader) : reader_(reader) { reader.begin_walk(); }
 
     std::int32_t Match(const S& key, S& out) override {
         const auto in_name = [](auto c) {
@@ -64,7 +88,7 @@ public:
         };
         const auto* const end = std::find_if_not(key.begin(), key.end(), in_name);
         const S name = key.substr_view(0, static_cast<std::size_t>(end - key.begin()));
-        if (!read_variable(name, out, insertable_)) return MATCH_NONE;
+        if (!reader_.read(name, out)) return MATCH_NONE;
         replaced_ = true;
         matchedLen_ = name.size();
         return MATCH_REPLACE;
@@ -74,7 +98,7 @@ public:
     bool replaced() const noexcept { return replaced_; }
 
 private:
-    std::uint64_t& insertable_;
+    variable_reader<S>& reader_;
     bool replaced_ = false;
     std::uint64_t matchedLen_ = 0;
 };
@@ -83,10 +107,10 @@ private:
 template <class S>
 class CEnvStrRegularMatchCmd final : public IStrMatchCmd<S> {
 public:
-    explicit CEnvStrRegularMatchCmd(std::uint64_t& insertable) : insertable_(insertable) {}
+    explicit CEnvStrRegularMatchCmd(variable_reader<S>& reader) : reader_(reader) { reader.begin_walk(); }
 
     std::int32_t Match(const S& key, S& out) override {
-        if (!read_variable(key, out, insertable_)) return MATCH_NONE;
+        if (!reader_.read(key, out)) return MATCH_NONE;
         replaced_ = true;
         return MATCH_REPLACE;
     }
@@ -95,7 +119,7 @@ public:
     bool replaced() const noexcept { return replaced_; }
 
 private:
-    std::uint64_t& insertable_;
+    variable_reader<S>& reader_;
     bool replaced_ = false;
 };
 
@@ -103,11 +127,11 @@ template <class T>
 void expand(basic_buffer<T>& text, std::uint32_t depth) {
     if (text.view().find(T('$')) == basic_buffer<T>::npos) return;
     basic_buffer<T> work(text);
-    std::uint64_t insertable = MOST_INSERTED;
+    variable_reader<basic_buffer<T>> reader(text);
     for (;; ++depth) {
-        CEnvStrAbbrMatchCmd<basic_buffer<T>> abbreviated(insertable);
+        CEnvStrAbbrMatchCmd<basic_buffer<T>> abbreviated(reader);
         work.replace_by_cmd(T('$'), abbreviated, false, true);
-        CEnvStrRegularMatchCmd<basic_buffer<T>> regular(insertable);
+        CEnvStrRegularMatchCmd<basic_buffer<T>> regular(reader);
         work.replace_between(ORLO_LITERAL(T, "${"), ORLO_LITERAL(T, "}"), regular, true, true);
         if (depth >= LAST_DEPTH || !(abbreviated.replaced() || regular.replaced())) break;
     }

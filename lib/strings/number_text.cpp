@@ -41,45 +41,57 @@ T* write_digits(T* end, std::uint64_t value, std::uint32_t radix) {
     return end;
 }
 
+/// The text of a number.
 template <class T>
-void append_magnitude(basic_buffer<T>& text, std::uint64_t magnitude, std::uint32_t radix, bool minus) {
-    T scratch[MOST_DIGITS + 1];
-    T* const end = scratch + MOST_DIGITS + 1;
-    const bool valid = radix >= 2 && radix <= 36;
-    T* begin = valid ? write_digits(end, magnitude, radix) : write_digits(end, 0, 10);
-    if (minus && radix == 10) *--begin = T('-');
-    text.append(begin, static_cast<std::size_t>(end - begin));
-}
+class number_text {
+public:
+    number_text(std::int64_t value, std::uint32_t radix)
+        : number_text(value < 0 ? 0 - static_cast<std::uint64_t>(value) : static_cast<std::uint64_t>(value),
+                      radix) {
+        if (value < 0 && radix == 10) *--begin_ = T('-');
+    }
+    number_text(std::uint64_t value, std::uint32_t radix) {
+        const bool valid = radix >= 2 && radix <= 36;
+        begin_ = valid ? write_digits(end(), value, radix) : write_digits(end(), 0, 10);
+    }
+    number_text(const number_text&) = delete;
+    number_text& operator=(const number_text&) = delete;
+
+    std::basic_string_view<T> view() { return {begin_, static_cast<std::size_t>(end() - begin_)}; }
+
+private:
+    T* end() { return scratch_ + MOST_DIGITS + 1; }
+
+    T scratch_[MOST_DIGITS + 1];
+    T* begin_;
+};
 
 }  // namespace
 
 template <class T>
 basic_buffer<T>& basic_buffer<T>::append_number(std::int64_t value,
                                                 std::uint32_t radix) requires text_unit<T> {
-    const auto bits = static_cast<std::uint64_t>(value);
-    append_magnitude(*this, value < 0 ? 0 - bits : bits, radix, value < 0);
-    return *this;
+    return append(number_text<T>(value, radix).view());
 }
 
 template <class T>
 basic_buffer<T>& basic_buffer<T>::append_number(std::uint64_t value,
                                                 std::uint32_t radix) requires text_unit<T> {
-    append_magnitude(*this, value, radix, false);
-    return *this;
+    return append(number_text<T>(value, radix).view());
 }
 
 template <class T>
 basic_buffer<T>& basic_buffer<T>::assign_number(std::int64_t value,
                                                 std::uint32_t radix) requires text_unit<T> {
-    clear();
-    return append_number(value, radix);
+    replace_content(number_text<T>(value, radix).view(), 0);
+    return *this;
 }
 
 template <class T>
 basic_buffer<T>& basic_buffer<T>::assign_number(std::uint64_t value,
                                                 std::uint32_t radix) requires text_unit<T> {
-    clear();
-    return append_number(value, radix);
+    replace_content(number_text<T>(value, radix).view(), 0);
+    return *this;
 }
 
 #define ORLO_NUMBER_TEXT(T)                                                                 \

@@ -32,12 +32,13 @@ TYPED_TEST(BufferStates, AChangeIsNeverSeenByACopy) {
         {[](buffer& b, const buffer& m) { b.at(0) = m[0]; }, "Xbcdef"},
         {[](buffer& b, const buffer&) { b.append(b, 4, 100); }, "abcdefef"},
         {[](buffer& b, const buffer&) { b.append(b); }, "abcdefabcdef"},
-        {[](buffer& b, const buffer&) { b.append(b.data() + 5, 3); }, "abcdeff"},
+        {[](buffer& b, const buffer&) { b.append(b.data() + 5, b.is_borrowed() ? 1 : 3); }, "abcdeff"},
         {[](buffer& b, const buffer& m) { b.replace_all(b.view().substr(1, 2), m.view()); }, "aXYdef"},
         {[](buffer& b, const buffer& m) { b.assign(m.view()); }, "XY"},
         {[](buffer& b, const buffer&) { b.assign(b.view().substr(2)); }, "cdef"},
         {[](buffer& b, const buffer&) { b = b.substr_view(2, 2); }, "cd"},
         {[](buffer& b, const buffer&) { b.clear(); }, ""},
+        {[](buffer& b, const buffer&) { b.assign({}); }, ""},
         {[](buffer& b, const buffer& m) { b.assign_reserve(9), b.append(m); }, "XY"},
         {[](buffer& b, const buffer&) { b.reserve_for_write(1000); }, "abcdef"},
     };
@@ -53,6 +54,22 @@ TYPED_TEST(BufferStates, AChangeIsNeverSeenByACopy) {
             EXPECT_TRUE(!terminated || copy.data()[copy.size()] == TypeParam{}) << expected;
         }
     }
+}
+
+// A source is the object's own only inside its own block: not next to a view's end, nor at the start of an
+// empty one.
+TYPED_TEST(BufferStates, AppendingToAViewTakesTheWholeSource) {
+    using buffer = basic_buffer<TypeParam>;
+    const buffer whole = twin<TypeParam>("abc,def");
+    const std::tuple<buffer, buffer, const char*> rows[] = {
+        {whole.substr_view(0, 3), whole, "abcabc,def"},
+        {whole.substr_view(0, 3), whole.substr_view(3), "abc,def"},
+        {whole.substr_view(0, 0), whole, "abc,def"},
+        {whole.substr_view(2, 3), whole.substr_view(1, 3), "c,dbc,"},
+        {whole, whole.substr_view(5), "abc,defef"},
+    };
+    for (auto [text, source, expected] : rows)
+        EXPECT_EQ(untwin(text.append(source)), expected);
 }
 
 TYPED_TEST(BufferStates, CapacityFollowsTheGrowthRule) {
@@ -75,6 +92,11 @@ TYPED_TEST(BufferStates, CapacityFollowsTheGrowthRule) {
     EXPECT_EQ((list{exact.capacity(), detached.capacity(), appended.capacity(), reserved.capacity(),
                     cleared.capacity(), kept.capacity()}),
               (list{buffer::is_text + 3u, 4, WIDE ? 7 : 31, 5, 0, buffer::is_text + 2u}));
+    constexpr std::size_t FULL = buffer::is_text ? 32 / sizeof(TypeParam) - 1 : 30;
+    const buffer full = twin<TypeParam>(std::string(FULL, 'f'));
+    buffer with_terminator = full;
+    with_terminator.reserve_for_write(10);
+    EXPECT_EQ(with_terminator.capacity(), buffer::is_text ? 2 * FULL + 1 : 31) << "not in the old one";
     own.assign_reserve(77);
     EXPECT_EQ(own.capacity(), 77u);
     EXPECT_EQ(buffer().capacity() + buffer(exact.view().substr(3)).capacity(), 0u) << "nothing to allocate";

@@ -55,18 +55,33 @@ TEST(EnvRefs, GrowthIsBounded) {
         "  size too big, a variable may refer to itself more than once\n"
         "  variable name = ORLO_TWICE\n"
         "  size limit    = 16777216";
-    SetEnv("ORLO_TWICE", "$ORLO_TWICE${ORLO_TWICE}");
+    SetEnv("ORLO_TWICE", "$ORLO_TWICE${ORLO_TWICE}" + std::string(200, 'x'));
     stringEx text("a $ORLO_TWICE");
     EXPECT_FAILURE(ExpandEnvRefs(text), auxExp, 1, too_big);
     EXPECT_EQ(untwin(text), "a $ORLO_TWICE");
     EXPECT_FAILURE(expanded<wchar_t>("$ORLO_TWICE"), auxExp, 1, too_big);
 
-    std::string most;
-    for (int i = 0; i < 16; ++i)
-        most += "${ORLO_TWICE}";
-    SetEnv("ORLO_TWICE", std::string(1 << 20, 'x'));
-    EXPECT_EQ(expanded<char>(most), std::string(16 << 20, 'x'));
-    EXPECT_FAILURE(expanded<char>(most + "$ORLO_TWICE"), auxExp, 1, too_big);
+    // what a text says often, and what one value says once of many others, is no multiplication
+    const std::string megabyte(1 << 20, 'x');
+    SetEnv("ORLO_TWICE", megabyte);
+    std::string often, once, both;
+    for (int i = 0; i < 20; ++i) {
+        often += "${ORLO_TWICE}";
+        once += "$O_PART" + std::to_string(i);
+        SetEnv("O_PART" + std::to_string(i), megabyte);
+        both += megabyte;
+    }
+    SetEnv("O_ALL", once);
+    EXPECT_TRUE(expanded<char>(often) == both && expanded<char>("$O_ALL") == both);
+
+    // beyond the first, repeated insertions may add up to exactly 16 Mi
+    often.resize(17 * 13);
+    SetEnv("O_ALL", often);
+    EXPECT_EQ(expanded<char>("$O_ALL"), std::string(17 << 20, 'x'));
+    SetEnv("O_ALL", often + "${O_H}${ORLO_TWICE}");
+    EXPECT_FAILURE(expanded<char>("$O_ALL"), auxExp, 1, too_big);
+    for (int i = 0; i < 20; ++i)
+        UnsetEnv("O_PART" + std::to_string(i));
     UnsetEnv("ORLO_TWICE");
 }
 

@@ -88,12 +88,36 @@ TEST(Format, CutsAtTheGivenLength) {
     stringEx text("old");
     text.format(64, "%.*Lf|%s", 2, 1234.5625L, "x");
     EXPECT_EQ(text, "1234.56|x");
+    EXPECT_GE(text.capacity(), 65u);
     text.format(4, "%d", 123456);
     text.append_format(2, "%s", "abc");
     EXPECT_EQ(text, "1234ab");
     text.format(8, "%s", "");
     EXPECT_TRUE(text.empty());
-    wstringEx wide;
+    EXPECT_THROW(text.format(stringEx::npos - 1, "x"), std::bad_alloc);
+    wstringEx wide(L"old");
     wide.format(16, L"%d-%ls", 7, L"w");
     EXPECT_EQ(wide, L"7-w");
+    wide.append_format(3, L"%d", 1234);
+    EXPECT_EQ(wide, L"7-w") << "what does not fit counts as failed";
+    wide.format(3, L"%d", 1234);
+    EXPECT_TRUE(wide.empty());
+}
+
+// On both sides of what is printed at once, with the arguments inside the text and with an error for "%m".
+TEST(Format, ArgumentsMayBeTheTextItself) {
+    for (const std::size_t length : {3, 509, 510, 511, 512, 5000}) {
+        const std::string plain(length, 'p'), expected = "<" + plain + ">";
+        stringEx text(plain);
+        wstringEx wide = twin<wchar_t>(plain);
+        text.append_format(stringEx::npos, "<%s>", text.c_str());
+        wide.append_format(length + 2, L"<%ls>", wide.c_str());
+        EXPECT_TRUE(untwin(text) == plain + expected && untwin(wide) == plain + expected) << length;
+        text.format(length + 1, "<%s", text.c_str() + length + 1);
+        wide.format(wide.npos, L"%ls", wide.c_str() + length);
+        EXPECT_TRUE(untwin(text) == "<" + plain && untwin(wide) == expected) << length;
+        errno = ENOENT;
+        text.format(length, "%m");
+        EXPECT_EQ(untwin(text), std::string("No such file or directory").substr(0, length));
+    }
 }

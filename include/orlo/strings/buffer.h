@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <iosfwd>
 #include <string_view>
 #include <type_traits>
@@ -104,7 +105,7 @@ public:
     /// Releases what was held and takes the other's four words.
     basic_buffer& operator=(basic_buffer&& other) {
         if (this == &other) return *this;
-        if (other.is_borrowed() && refs_ && owns_address(other.data_)) other.make_private();
+        if (other.is_borrowed() && owns_address(other.data_)) other.make_private();
         release();
         data_ = other.data_;
         refs_ = other.refs_;
@@ -132,6 +133,12 @@ public:
     bool is_borrowed() const noexcept { return data_ != nullptr && !refs_; }
     /// True when the block is held by other objects as well.
     bool is_shared() const noexcept { return refs_.shared(); }
+    /// True for an address inside this object's own block, which may move or go when the object is changed.
+    /// A borrowed text is no block of the object's own.
+    bool owns_address(const T* address) const noexcept {
+        return refs_ && !std::less<const T*>()(address, data_) &&
+               std::less<const T*>()(address, data_ + capacity_);
+    }
 
     /// The elements; never null. Terminated by a zero if the text is owned or came from a literal, but not if
     /// it is a view: see `terminated`.
@@ -224,7 +231,7 @@ public:
     /// may lie inside this object.
     void assign(view_type text) {
         if (refs_.unique() && text.size() + (is_text ? 1 : 0) <= capacity_) {
-            std::memmove(data_, text.data(), text.size() * sizeof(T));
+            if (!text.empty()) std::memmove(data_, text.data(), text.size() * sizeof(T));
             size_ = text.size();
             terminate();
         } else {
@@ -232,11 +239,11 @@ public:
         }
     }
 
-    /// Appends. The source may lie inside this object; what it names behind the old end is left out then.
-    /// Appending nothing changes nothing.
+    /// Appends. The source may lie inside this object's own block; what it names after the old end is left
+    /// out then. Appending nothing changes nothing.
     basic_buffer& append(const T* text, std::size_t count) {
         if (count == 0) return *this;
-        if (refs_.unique() && size_ + count + 1 <= capacity_ && !owns_address(text)) {
+        if (refs_.unique() && count < capacity_ - size_ && !owns_address(text)) {
             std::memcpy(data_ + size_, text, count * sizeof(T));
             size_ += count;
             terminate();
@@ -350,10 +357,11 @@ public:
     void to_lower() requires text_unit<T>;
     void to_upper() requires text_unit<T>;
 
-    /// Replaces the content with `vsnprintf` (`vswprintf`) output, cut to `max_length` characters. A failed
-    /// or empty formatting empties the object; wide output that does not fit counts as failed.
+    /// Replaces the content with `vsnprintf` (`vswprintf`) output, cut to `max_length` characters, for which
+    /// room is made; `npos` sets no limit. The arguments may lie inside this object. A failed or empty
+    /// formatting empties the object; wide output that does not fit counts as failed.
     void format(std::size_t max_length, const T* format, ...) requires text_unit<T>;
-    /// The same, behind what the object holds.
+    /// The same, after what the object holds, which a failed formatting leaves alone.
     void append_format(std::size_t max_length, const T* format, ...) requires text_unit<T>;
     void append_format_list(std::size_t max_length, const T* format,
                             std::va_list arguments) requires text_unit<T>;
@@ -414,9 +422,6 @@ private:
     bool refs_is(const basic_buffer& other) const noexcept {
         return std::memcmp(&refs_, &other.refs_, sizeof refs_) == 0;
     }
-    bool owns_address(const T* address) const noexcept {
-        return data_ != nullptr && address >= data_ && address < data_ + capacity_;
-    }
     void forget() noexcept {
         data_ = nullptr;
         refs_ = {};
@@ -432,6 +437,7 @@ private:
     [[noreturn]] static void throw_out_of_range();
 
     void assign_exact(const T* text, std::size_t count);
+    void replace_content(view_type text, std::uint64_t min_capacity);
     void make_private();
     void grow(std::uint64_t min_capacity);
     void move_to_new_block(std::uint64_t new_capacity, std::size_t kept);

@@ -38,9 +38,10 @@ void UnsetEnv(std::string_view name);
 ///
 /// Values may hold references: the text is expanded again until nothing is replaced, 64 times at most, less
 /// `depth`. So a variable that holds itself ends after 64 levels. One that holds itself twice doubles at each
-/// level, which no memory could hold to the end: all levels together insert at most 16 Mi (16777216)
-/// characters of values, and beyond that `auxExp` of code 1 is thrown, which names the variable. On a failure
-/// `text` is as it was.
+/// level, which no memory could hold to the end, so what nesting multiplies is bounded: where one walk inserts
+/// a variable more often than the given text has "$" signs, the characters of the further insertions are
+/// counted, and beyond 16 Mi (16777216) of them `auxExp` of code 1 is thrown, which names the variable. On a
+/// failure `text` is as it was.
 void ExpandEnvRefs(stringEx& text, std::uint32_t depth = 0);
 void ExpandEnvRefs(wstringEx& text, std::uint32_t depth = 0);
 
