@@ -14,32 +14,12 @@
 
 namespace Orlo::IMPL {
 
-/// What is left of a limit.
-class rw_patience {
-public:
-    explicit rw_patience(CTimeLimit limit) noexcept : limit_(limit) {
-        if (!limit.IsTry() && !limit.IsForever()) start_ = clock::now();
-    }
-
-    CTimeLimit left() const noexcept {
-        if (limit_.IsTry() || limit_.IsForever()) return limit_;
-        const auto passed = std::chrono::duration_cast<std::chrono::microseconds>(clock::now() - start_);
-        return CTimeSpan(limit_.GetMicroseconds() - passed.count());
-    }
-
-    /// Sleeps for a millisecond; false if no time was left for that.
-    bool pause() const {
-        if (left().IsTry()) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        return true;
-    }
-
-private:
-    using clock = std::chrono::steady_clock;
-
-    CTimeLimit limit_;
-    clock::time_point start_{};
-};
+/// Sleeps for a millisecond; false if no time was left for that.
+inline bool pause(const CTimeLeft& time) {
+    if (time.Get().IsTry()) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return true;
+}
 
 /// One operation of one thread. `LOCK::port`, made from the lock, has besides what the rules need of it
 /// `Wait(CTimeLimit)`, which takes a permit and is false when the time ran out first.
@@ -91,40 +71,40 @@ private:
     /// What follows a first step that did not take the hold; apart, so that the short way stays short.
     [[gnu::noinline]] bool go_on_to_write(rw_step step, std::int64_t depth, CTimeLimit limit,
                                           const failure<rwlExp>& second_upgrade) {
-        const rw_patience patience(limit);
+        const CTimeLeft time(limit);
         while (step == rw_step::retry) {
-            if (!patience.pause()) return false;
+            if (!pause(time)) return false;
             step = guarded([&] { return rules::ask_to_write(lock_, port_, depth); });
         }
         if (step == rw_step::refused) second_upgrade.raise();
-        if (step == rw_step::raise) return raise(patience, depth);
-        return step == rw_step::held || sleep(patience, false);
+        if (step == rw_step::raise) return raise(time, depth);
+        return step == rw_step::held || sleep(time, false);
     }
 
     [[gnu::noinline]] bool go_on_to_read(rw_step step, CTimeLimit limit) {
-        const rw_patience patience(limit);
+        const CTimeLeft time(limit);
         while (step == rw_step::retry) {
-            if (!patience.pause()) return false;
+            if (!pause(time)) return false;
             step = guarded([&] { return rules::ask_to_read(lock_, port_); });
         }
-        return step == rw_step::held || sleep(patience, true);
+        return step == rw_step::held || sleep(time, true);
     }
 
-    bool sleep(const rw_patience& patience, bool reader) {
+    bool sleep(const CTimeLeft& time, bool reader) {
         bool permit = false;
         const auto give_up = [&] {
             guarded([&] { return rules::give_up_waiting(lock_, port_, reader, permit), false; });
             return false;
         };
         try {
-            while (port_.Wait(patience.left())) {
+            while (port_.Wait(time.Get())) {
                 permit = true;
                 const rw_step step = guarded([&] {
                     return reader ? rules::woken_to_read(lock_, port_) : rules::woken_to_write(lock_, port_);
                 });
                 if (step == rw_step::held) return true;
                 permit = false;
-                if (step == rw_step::retry && !patience.pause()) break;
+                if (step == rw_step::retry && !pause(time)) break;
             }
         } catch (...) {
             give_up();
@@ -133,7 +113,7 @@ private:
         return give_up();
     }
 
-    bool raise(const rw_patience& patience, std::int64_t depth) {
+    bool raise(const CTimeLeft& time, std::int64_t depth) {
         const auto give_up = [&] {
             guarded([&] { return rules::give_up_raising(lock_, port_), false; });
             return false;
@@ -142,7 +122,7 @@ private:
             do {
                 if (guarded([&] { return rules::look_to_raise(lock_, port_, depth); }) == rw_step::held)
                     return true;
-            } while (patience.pause());
+            } while (pause(time));
         } catch (...) {
             give_up();
             throw;

@@ -10,6 +10,7 @@
 
 #include "orlo/threads/event.h"
 #include "orlo/threads/fastpdu_spin_pclock.h"
+#include "orlo/threads/spin_light_mutex.h"
 #include "support/child.h"
 #include "threads/lock_test.h"
 

@@ -1,5 +1,6 @@
 #include "orlo/threads/message_queue.h"
 
+#include <atomic>
 #include <memory>
 #include <new>
 
@@ -59,6 +60,56 @@ TEST_F(message_queue, limits_hold_and_wait_empty_follows_each_change) {
     }
 }
 
+/// Holds a thread that stalls up when it takes the lock once more after its push: a queue that noted only then
+/// what it holds would tell others what is past.
+struct stalling_lock : FASTPDU_SPIN_PCLOCK {
+    using FASTPDU_SPIN_PCLOCK::FASTPDU_SPIN_PCLOCK;
+    static inline thread_local int locks_to_stall = 0;
+    static inline std::atomic<bool> goes_on{false};
+    void Lock() {
+        if (locks_to_stall > 0 && --locks_to_stall == 0) goes_on.wait(false);
+        FASTPDU_SPIN_PCLOCK::Lock();
+    }
+};
+
+TEST_F(message_queue, is_not_empty_while_a_producer_is_held_up) {
+    CMessageQueue<int, stalling_lock> held_up;
+    std::thread producer([&] {
+        stalling_lock::locks_to_stall = 2;
+        held_up.Push(1);
+    });
+    while (held_up.Size() == 0)
+        std::this_thread::yield();
+    held_up.Push(2);
+    EXPECT_FALSE(held_up.WaitEmpty(0u));
+    stalling_lock::goes_on = true;
+    stalling_lock::goes_on.notify_all();
+    producer.join();
+}
+
+TEST_F(message_queue, consumers_that_run_out_of_time_lose_nothing) {
+    constexpr int all = 2000;
+    std::atomic<int> popped{0}, sum{0};
+    std::thread flushers([&] {
+        in_threads(2, [&](int) {
+            while (popped < all)
+                queue.WaitEmpty(1u);
+        });
+    });
+    in_threads(4, [&](int number) {
+        for (int n = 1; number == 0 && n <= all; ++n) {
+            queue.push(n);
+            if (n % 50 == 0) sleep_ms(2);  // so that consumers sleep, and wake by either
+        }
+        for (item mine; number != 0 && popped < all;) {
+            if (queue.TimedPop(mine, CTimeSpan(300 * number))) ++popped, sum += *mine;
+        }
+    });
+    flushers.join();
+    EXPECT_EQ(sum, all * (all + 1) / 2);
+    EXPECT_TRUE(queue.WaitEmpty(0u) && queue.Size() == 0);
+}
+
 TEST_F(message_queue, an_item_that_finds_no_room_stays_with_the_caller) {
     item mine = std::make_unique<int>(5);
     tight_deque::full = true;
@@ -66,7 +117,7 @@ TEST_F(message_queue, an_item_that_finds_no_room_stays_with_the_caller) {
     tight_deque::full = false;
     ASSERT_NE(mine, nullptr);
     EXPECT_FALSE(queue.TryPop(got));
-    queue.Push(std::move(mine));  // the gate and the lock are free
+    queue.Push(std::move(mine));  // the lock is free
     EXPECT_EQ(queue.pop(), 5);
     queue.push(8);  // left for the destructor
 }

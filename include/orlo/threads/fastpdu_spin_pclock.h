@@ -1,67 +1,84 @@
 #pragma once
 
-#include <cstdint>
+#include <pthread.h>
 
-#include "orlo/strings/exceptions.h"
-#include "orlo/threads/sem.h"
-#include "orlo/threads/spin_gate.h"
-#include "orlo/threads/spin_light_mutex.h"
+#include <atomic>
+#include <cstdint>
 
 namespace Orlo {
 
-/// The lock of a queue between producers and a consumer: a gate that admits one producer at a time, a
-/// semaphore on which the consumer sleeps, with one permit for each item, and a mutex that spins, for the
-/// container.
+/// The lock of the log and of its queue: recursive, held for a few instructions, taken by many threads. It
+/// spins before it sleeps.
 ///
-/// It also serves as a plain recursive lock: then only `Lock` and `Unlock` are used.
+/// ```cpp
+/// FASTPDU_SPIN_PCLOCK lock(1000);
+/// lock.Lock();
+/// lock.Lock();    // one level more
+/// lock.Unlock();
+/// lock.Unlock();  // now others can have it
+/// ```
 ///
-/// Threads: any. The destructor must be alone.
+/// Unlike `CLightMutex` it is not handed over: once unlocked it is free, and a thread that runs can take it
+/// before one that has to be woken. So it keeps moving when there are more threads than processors, and makes
+/// no promise who is next.
 ///
-/// Failures: `semExp` from the operations on items (sem.h), which beyond 2147483647 items is code 3.
+/// Threads: any may `Lock`; only the holder may `Unlock`. The destructor must be alone.
+///
+/// Failures: none.
 class FASTPDU_SPIN_PCLOCK {
 public:
-    /// `spin`: rounds that `Lock` spins before it sleeps; 0 means until the lock is free. On a machine with
-    /// one processor nobody spins.
-    explicit FASTPDU_SPIN_PCLOCK(std::uint32_t spin = 0) : m_spin(spin) {}
+    /// `spin`: how often `Lock` looks at a lock that is held before it sleeps; 0 means until it is free. On a
+    /// machine with one processor it sleeps at once.
+    explicit FASTPDU_SPIN_PCLOCK(std::uint32_t spin = 0) noexcept : m_spin(spin) {}
+    FASTPDU_SPIN_PCLOCK(const FASTPDU_SPIN_PCLOCK&) = delete;
+    FASTPDU_SPIN_PCLOCK& operator=(const FASTPDU_SPIN_PCLOCK&) = delete;
 
-    /// Takes the mutex, or one level more of it.
+    /// Takes the lock, or one level more of it.
     void Lock() {
-        if (m_spin == 0) {
-            m_mutex.LockSpinning();
+        if (_IsMine()) {
+            ++m_depth;
         } else {
-            m_mutex.Lock(m_spin);
+            if (!_TryTake()) _LockContended();
+            _Own();
         }
     }
+
+    /// Takes the lock, or one level more of it, if no other thread holds it.
+    [[nodiscard]] bool TryLock() noexcept {
+        if (_IsMine()) {
+            ++m_depth;
+            return true;
+        }
+        if (!_TryTake()) return false;
+        _Own();
+        return true;
+    }
+
     /// Gives up one level.
-    void Unlock() { m_mutex.Unlock(); }
-
-    /// A producer enters, alone; who comes meanwhile sleeps.
-    void EnterProducer() { m_gate.Wait(); }
-    /// It leaves, and lets the next one in.
-    void LeaveProducer() { m_gate.Open(); }
-
-    /// One more item is there: wakes the consumer if it sleeps.
-    void PostItem() { m_items.P(); }
-    /// Takes the permit of one item within `limit`; false if none came.
-    bool WaitItem(CTimeLimit limit) { return (!limit.IsTry() && _SpinForItem()) || m_items.TimedWait(limit); }
+    void Unlock() noexcept {
+        if (--m_depth != 0) return;
+        m_owner.store(0, std::memory_order_relaxed);
+        if (m_word.exchange(is_free, std::memory_order_release) == is_awaited) m_word.notify_one();
+    }
 
 private:
-    /// A consumer that sleeps costs each producer a system call for each item until it runs again, so it
-    /// looks for a moment whether the next item is on its way.
-    bool _SpinForItem() {
-        if (CSpinGate::g_spinEnabled == 0) return false;
-        for (std::uint32_t n = 0; n < item_rounds; ++n) {
-            if (m_items.TryWait()) return true;
-            IMPL::spin_pause();
-        }
-        return false;
+    static constexpr std::uint32_t is_free = 0, is_held = 1, is_awaited = 2;  // awaited: held, and some sleep
+
+    bool _IsMine() const noexcept { return m_owner.load(std::memory_order_relaxed) == pthread_self(); }
+    bool _TryTake() noexcept {
+        std::uint32_t seen = is_free;
+        return m_word.compare_exchange_strong(seen, is_held, std::memory_order_acquire);
     }
+    void _Own() noexcept {
+        m_owner.store(pthread_self(), std::memory_order_relaxed);
+        m_depth = 1;
+    }
+    bool _Spin() noexcept;
+    void _LockContended() noexcept;
 
-    static constexpr std::uint32_t item_rounds = 100;
-
-    CSpinGate m_gate;
-    CSem m_items{0};
-    CSpinLightMutex m_mutex;
+    std::atomic<std::uint32_t> m_word{is_free};
+    std::uint32_t m_depth = 0;
+    std::atomic<pthread_t> m_owner{0};
     std::uint32_t m_spin;
 };
 

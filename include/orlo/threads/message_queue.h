@@ -1,59 +1,66 @@
 #pragma once
 
+#include <sched.h>
+
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <utility>
 
 #include "orlo/strings/exceptions.h"
-#include "orlo/threads/event.h"
 #include "orlo/threads/fastpdu_spin_pclock.h"
 #include "orlo/threads/lock_guard.h"
+#include "orlo/threads/spin_light_mutex.h"
+#include "orlo/threads/time_limit.h"
+#include "orlo/threads/wait_place.h"
 
 namespace Orlo {
 
-namespace IMPL {
-
-/// How a producer holds the lock of a queue.
-struct producer_hold {
-    static void take(auto& lock) { lock.EnterProducer(); }
-    static void give(auto& lock) { lock.LeaveProducer(); }
-};
-
-}  // namespace IMPL
-
 /// A first-in, first-out queue between threads, without a limit on its length: whoever must not let it grow
 /// counts the free places outside. Items are moved in and out.
+///
+/// ```cpp
+/// CMessageQueue<int> queue;
+/// queue.Push(7);  // any thread
+/// int item = 0;
+/// queue.Pop(item);  // the consumer, which waits for an item
+/// if (!queue.WaitEmpty(1000u)) return;  // whoever needs all to be consumed: not within a second
+/// ```
+///
+/// Producers append to the back, under the queue's lock; a consumer that finds the front used up takes the
+/// whole back for its new front, so that the two sides meet once for many items. A producer makes a system
+/// call only when a consumer sleeps.
+///
+/// `LOCK` is the lock of the back: `Lock`, `Unlock`, and made from the number of rounds that it spins. A
+/// `CONTAINER` has what a `std::deque` has under `push_back`, `front`, `pop_front`, `empty`, `size` and `swap`.
 ///
 /// Threads: any number `Push`. One thread at a time pops; where several do, each item still comes out once
 /// and in the queue's order. `Size` and `WaitEmpty` may be called from anywhere. The destructor must be
 /// alone; it destroys the items that are left.
 ///
 /// Failures: what the container and the moves of `T` throw, with the queue and the item as they were;
-/// `semExp` code 3 beyond 2147483647 items; otherwise none.
+/// otherwise none.
 template <class T, class LOCK = FASTPDU_SPIN_PCLOCK, class CONTAINER = std::deque<T>>
 class CMessageQueue {
 public:
     CMessageQueue() = default;
     /// `spin`: what the lock spins; see `FASTPDU_SPIN_PCLOCK`.
-    explicit CMessageQueue(std::uint32_t spin) : m_lock(spin) {}
+    explicit CMessageQueue(std::uint32_t spin) : m_backLock(spin) {}
     virtual ~CMessageQueue() = default;
     CMessageQueue(const CMessageQueue&) = delete;
     CMessageQueue& operator=(const CMessageQueue&) = delete;
 
     /// Appends `item`. Never waits for room. If it throws, the item is still the caller's.
     void Push(T&& item) {
-        std::size_t size = 0;
+        std::uint32_t claimed = 0;
         {
-            const CLockGuard<LOCK, IMPL::producer_hold> inside(m_lock);
-            {
-                const CLockGuard<LOCK> hold(m_lock);
-                m_items.push_back(std::move(item));
-                size = m_items.size();
-            }
-            m_lock.PostItem();
+            const CLockGuard<LOCK> hold(m_backLock);
+            m_back.push_back(std::move(item));
+            m_hasBack.store(true, std::memory_order_relaxed);
+            claimed = m_consumers.Claim();
         }
-        if (size == 1) _NoteWhetherEmpty();
+        if (claimed != 0) m_consumers.Wake(claimed);
     }
 
     /// Waits for an item and moves the oldest one into `item`.
@@ -62,47 +69,85 @@ public:
     bool TryPop(T& item) { return TimedPop(item, 0u); }
     /// The same within `limit`, milliseconds or a `CTimeSpan`; false if no item came.
     bool TimedPop(T& item, CTimeLimit limit) {
-        if (!m_lock.WaitItem(limit)) return false;
-        bool empty = false;
-        try {
-            const CLockGuard<LOCK> hold(m_lock);
-            item = std::move(m_items.front());
-            m_items.pop_front();
-            empty = m_items.empty();
-        } catch (...) {
-            m_lock.PostItem();  // the item stayed
-            throw;
-        }
-        if (empty) _NoteWhetherEmpty();
-        return true;
+        if (_TakeFront(item, false)) return true;
+        if (limit.IsTry()) return false;
+        const CTimeLeft time(limit);
+        do {
+            _LookForBack();
+            if (_TakeFront(item, true)) return true;
+        } while (m_consumers.Sleep(m_backLock, time.Get()));
+        return _TakeFront(item, false);
     }
 
     /// How many items there are; by the time the caller looks at it, there may be others.
     std::size_t Size() {
-        const CLockGuard<LOCK> hold(m_lock);
-        return m_items.size();
+        const CLockGuard front(m_frontLock);
+        const CLockGuard<LOCK> back(m_backLock);
+        return m_front.size() + m_back.size();
     }
 
     /// Waits until the queue is empty; at once if it is. False if `limit` ran out. A wake-up counts: another
     /// `Push` may have followed before this thread runs again.
-    bool WaitEmpty(CTimeLimit limit) { return m_empty.TimedWait(limit); }
-
-private:
-    /// Takes the lock a second time and makes the event say what is true now. What the caller saw when it
-    /// held the lock may be past, and then must not be told: a producer that was overtaken by the consumer
-    /// would lower the event on an empty queue, and `WaitEmpty` would sleep for ever.
-    void _NoteWhetherEmpty() {
-        const CLockGuard<LOCK> hold(m_lock);
-        if (m_items.empty()) {
-            m_empty.Raise();
-        } else {
-            m_empty.Reset();
+    bool WaitEmpty(CTimeLimit limit) {
+        {
+            const CLockGuard front(m_frontLock);
+            if (_IsEmpty()) return true;
+            if (limit.IsTry()) return false;
+            m_flushers.Enter();
         }
+        return m_flushers.Sleep(m_frontLock, limit);
     }
 
-    CONTAINER m_items;
-    LOCK m_lock;
-    CEvent m_empty{true};
+private:
+    /// How often a consumer looks whether an item is on its way, before it sleeps: a consumer that sleeps
+    /// costs the next producer a system call, and itself the time to be woken.
+    static constexpr int looks_before_sleep = 40;
+
+    /// Takes the oldest item; false if there is none, and then, if it `sleeps`, the caller is one of the
+    /// consumers that sleep.
+    bool _TakeFront(T& item, bool sleeps) {
+        std::uint32_t claimed = 0;
+        {
+            const CLockGuard front(m_frontLock);
+            if (m_front.empty() && !_TakeBack(sleeps)) return false;
+            item = std::move(m_front.front());  // if it throws, the item stays, for the next Pop
+            m_front.pop_front();
+            if (m_flushers.HasSleepers() && _IsEmpty()) claimed = m_flushers.Claim(CWaitPlace::all);
+        }
+        if (claimed != 0) m_flushers.Wake(claimed);
+        return true;
+    }
+
+    /// Makes the back the front, which is empty.
+    bool _TakeBack(bool sleeps) {
+        const CLockGuard<LOCK> back(m_backLock);
+        if (m_back.empty()) {
+            if (sleeps) m_consumers.Enter();
+            return false;
+        }
+        m_front.swap(m_back);
+        m_hasBack.store(false, std::memory_order_relaxed);
+        return true;
+    }
+
+    void _LookForBack() const noexcept {
+        if (CSpinLightMutex::g_spinEnabled == 0) return;
+        for (int n = 0; n < looks_before_sleep && !m_hasBack.load(std::memory_order_relaxed); ++n)
+            sched_yield();
+    }
+
+    bool _IsEmpty() {
+        const CLockGuard<LOCK> back(m_backLock);
+        return m_front.empty() && m_back.empty();
+    }
+
+    CSpinLightMutex m_frontLock;
+    CONTAINER m_front;
+    CWaitPlace m_flushers;
+    alignas(64) CONTAINER m_back;  // apart from the front, so that the two sides share no cache line
+    LOCK m_backLock;
+    std::atomic<bool> m_hasBack{false};
+    CWaitPlace m_consumers;
 };
 
 }  // namespace Orlo

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <limits>
 
@@ -30,6 +31,32 @@ private:
     static constexpr std::int64_t endless = std::numeric_limits<std::int64_t>::max();
 
     std::int64_t microseconds_;
+};
+
+/// What is left of a limit, for an operation that waits several times within it. Counts from construction on
+/// the monotonic clock.
+///
+/// Threads: a plain value.
+class CTimeLeft {
+public:
+    explicit CTimeLeft(CTimeLimit limit) noexcept : limit_(limit) {
+        if (!_IsConstant()) start_ = clock::now();
+    }
+
+    /// The limit for the next wait: a try when the time is up.
+    CTimeLimit Get() const noexcept {
+        if (_IsConstant()) return limit_;
+        const auto passed = std::chrono::duration_cast<std::chrono::microseconds>(clock::now() - start_);
+        return CTimeSpan(limit_.GetMicroseconds() - passed.count());
+    }
+
+private:
+    using clock = std::chrono::steady_clock;
+
+    bool _IsConstant() const noexcept { return limit_.IsTry() || limit_.IsForever(); }
+
+    CTimeLimit limit_;
+    clock::time_point start_{};
 };
 
 }  // namespace Orlo
