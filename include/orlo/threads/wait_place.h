@@ -13,6 +13,7 @@ namespace Orlo {
 /// user's, so that whoever has nobody to wake makes no system call:
 ///
 /// ```cpp
+/// #include "orlo/threads/light_mutex.h"
 /// CLightMutex lock;
 /// CWaitPlace place;
 /// bool ready = false;
