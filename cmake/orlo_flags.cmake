@@ -1,11 +1,13 @@
 # Build type, warnings and sanitizers: everything that is a compiler flag.
 
-if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
-    set(CMAKE_BUILD_TYPE Release)
-endif()
-# Only CMake's own default is lowered; flags that the user gave stay.
-if(CMAKE_CXX_FLAGS_RELEASE STREQUAL "-O3 -DNDEBUG")
-    set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
+if(PROJECT_IS_TOP_LEVEL)
+    if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+        set(CMAKE_BUILD_TYPE Release)
+    endif()
+    # Only CMake's own default is lowered; flags that the user gave stay.
+    if(CMAKE_CXX_FLAGS_RELEASE STREQUAL "-O3 -DNDEBUG")
+        set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
+    endif()
 endif()
 set(CMAKE_CXX_EXTENSIONS OFF)
 
@@ -29,11 +31,13 @@ if(ORLO_FUZZ)
     add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
-# Everything that the library target has, for it and for the static copy that tests make of a shared one.
+# Everything that the library target has.
 function(orlo_configure_library target)
     target_compile_features(${target} PUBLIC cxx_std_20)
     target_include_directories(${target}
         PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
         PRIVATE ${PROJECT_SOURCE_DIR}/lib)
     target_link_libraries(${target} PUBLIC Threads::Threads ${CMAKE_DL_LIBS} PRIVATE $<BUILD_INTERFACE:orlo_warnings>)
+    # A shared library exports what ORLO_API marks.
+    set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
 endfunction()

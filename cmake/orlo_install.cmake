@@ -2,14 +2,16 @@
 
 include(CMakePackageConfigHelpers)
 
-function(orlo_install library program)
+function(orlo_install library) # and the programs
     set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/Orlo")
-    if(BUILD_SHARED_LIBS)
+    if(BUILD_SHARED_LIBS AND ARGN)
         file(RELATIVE_PATH bin_to_lib "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
-        set_target_properties(${program} PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}")
+        set_target_properties(${ARGN} PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}")
     endif()
     install(TARGETS ${library} EXPORT OrloTargets)
-    install(TARGETS ${program})
+    if(ARGN)
+        install(TARGETS ${ARGN})
+    endif()
     install(DIRECTORY include/orlo DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" FILES_MATCHING PATTERN "*.h")
 
     install(EXPORT OrloTargets NAMESPACE Orlo:: DESTINATION "${package_dir}")

@@ -28,15 +28,6 @@ target_link_libraries(orlo_test_faults PRIVATE orlo_test_support orlo_warnings)
 add_library(orlo_test_allocations OBJECT "${allocations_source}")
 target_link_libraries(orlo_test_allocations PRIVATE orlo_test_support orlo_warnings)
 
-# A --wrap reaches only what is linked into the program itself, so with a shared library the folders that
-# inject faults get a static copy.
-set(wrapped_library orlo)
-if(BUILD_SHARED_LIBS)
-    set(wrapped_library orlo_static_copy)
-    add_library(orlo_static_copy STATIC EXCLUDE_FROM_ALL ${orlo_sources})
-    orlo_configure_library(orlo_static_copy)
-endif()
-
 # --- one program per folder ----------------------------------------------------------------------------------
 file(GLOB_RECURSE test_sources CONFIGURE_DEPENDS RELATIVE "${PROJECT_SOURCE_DIR}/tests" tests/*_test.cpp)
 set(test_folders "")
@@ -60,15 +51,15 @@ foreach(folder IN LISTS test_folders)
     endif()
     target_link_libraries(${tests} PRIVATE orlo_test_support GTest::gmock GTest::gtest_main orlo_warnings)
     if(folder IN_LIST ORLO_WRAPPED_FOLDERS)
-        target_link_libraries(${tests} PRIVATE orlo_test_faults ${wrapped_library})
+        target_link_libraries(${tests} PRIVATE orlo_test_faults orlo_inside)
         list(TRANSFORM ORLO_WRAPPED_CALLS PREPEND "LINKER:--wrap=" OUTPUT_VARIABLE wraps)
         target_link_options(${tests} PRIVATE ${wraps})
     elseif(folder IN_LIST ORLO_ALLOCATION_FOLDERS)
-        target_link_libraries(${tests} PRIVATE orlo_test_allocations ${wrapped_library})
+        target_link_libraries(${tests} PRIVATE orlo_test_allocations orlo_inside)
         list(TRANSFORM ORLO_ALLOCATION_CALLS PREPEND "LINKER:--wrap=" OUTPUT_VARIABLE wraps)
         target_link_options(${tests} PRIVATE ${wraps})
-    else()
-        target_link_libraries(${tests} PRIVATE orlo)
+    elseif(NOT folder STREQUAL "tool")
+        target_link_libraries(${tests} PRIVATE orlo_inside)
     endif()
     gtest_discover_tests(${tests} TEST_PREFIX "${folder}: " DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
         PROPERTIES TIMEOUT 120)
@@ -105,6 +96,10 @@ endforeach()
 # --- layers, and the installed tree --------------------------------------------------------------------------
 add_test(NAME "layers" COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/scripts/check_layers)
 add_test(NAME "layers: self-test" COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/scripts/check_layers --self-test)
+if(BUILD_SHARED_LIBS)
+    add_test(NAME "exported symbols" COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/scripts/check_symbols
+        $<TARGET_FILE:orlo>)
+endif()
 # A client of the installed tree is built without sanitizers, so a library with them could not be linked.
 if(NOT ORLO_SANITIZE AND NOT ORLO_FUZZ)
     add_test(NAME "install_client" COMMAND bash ${PROJECT_SOURCE_DIR}/scripts/test_install_client.sh

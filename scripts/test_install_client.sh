@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs BUILD_DIR into a fresh prefix, moves that prefix, and builds and runs examples/client against it:
-# once by find_package and once by pkg-config with the plain compiler.
+# once by find_package and once by pkg-config with the plain compiler. Then the project is configured as a sub
+# directory of another one, where it must bring the library and nothing else.
 set -euo pipefail
 build=$1
 compiler=$2
@@ -28,9 +29,26 @@ expect "$work/cmake/client"
 pc=$(find "$work/prefix" -name orlo.pc -printf '%h')
 export PKG_CONFIG_PATH=$pc
 # shellcheck disable=SC2046 # the flags are words
-"$compiler" "$root/examples/client/main.cpp" -o "$work/plain" $(pkg-config --cflags --libs orlo) \
+"$compiler" -std=c++20 "$root/examples/client/main.cpp" -o "$work/plain" $(pkg-config --cflags --libs orlo) \
     -Wl,-rpath,"$(pkg-config --variable=libdir orlo)"
 expect "$work/plain"
+
+if pkg-config --cflags orlo | grep -e -std=; then
+    echo "orlo.pc sets the client's language standard" >&2
+    exit 1
+fi
+
+mkdir "$work/outer"
+cat >"$work/outer/CMakeLists.txt" <<END
+cmake_minimum_required(VERSION 3.25)
+project(outer LANGUAGES CXX)
+add_subdirectory("$root" orlo)
+get_property(targets DIRECTORY "$root" PROPERTY BUILDSYSTEM_TARGETS)
+if(NOT "\${targets}" STREQUAL "orlo;orlo_warnings" AND NOT "\${targets}" STREQUAL "orlo_warnings;orlo")
+    message(FATAL_ERROR "as a sub directory the project has the targets \${targets}")
+endif()
+END
+cmake -G Ninja -S "$work/outer" -B "$work/outer/build" -DCMAKE_CXX_COMPILER="$compiler" >/dev/null
 
 if find "$work/prefix/include" -type f ! -path '*/include/orlo/*' | grep .; then
     echo "installed headers outside include/orlo" >&2
