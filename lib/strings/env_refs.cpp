@@ -24,6 +24,7 @@
 #include "strings/env_access.h"
 #include "strings/failure.h"
 #include "strings/literal.h"
+#include "strings/utf8.h"
 
 namespace Orlo {
 namespace {
@@ -43,10 +44,7 @@ stringEx printable(const stringEx& name) {
 }
 
 stringEx printable(const wstringEx& name) {
-    stringEx text;
-    for (const wchar_t c : name)
-        text.append(c >= 0 && c < 0x80 ? static_cast<char>(c) : '?');
-    return text;
+    return IMPL::wide_to_utf8(name);
 }
 
 /// Reads the variables of one expansion, and bounds what their nesting multiplies.

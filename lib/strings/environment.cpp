@@ -12,11 +12,8 @@
 
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
-#include <cwchar>
 #include <new>
-#include <optional>
 
 #include "strings/env_access.h"
 #include "strings/failure.h"
@@ -46,51 +43,6 @@ const char* find_value(std::string_view name) noexcept {
     return nullptr;
 }
 
-std::size_t longest_name() noexcept {
-    std::size_t longest = 0;
-    for (char* const* entry = environ; entry != nullptr && *entry != nullptr; ++entry)
-        longest = std::max(longest, std::strcspn(*entry, "="));
-    return longest;
-}
-
-/// The bytes of `text` in the locale; one byte a character if that cannot be, and nothing if neither can.
-std::optional<stringEx> narrow(std::wstring_view text) {
-    stringEx made;
-    std::mbstate_t state{};
-    char bytes[16];
-    for (const wchar_t c : text) {
-        const std::size_t count = std::wcrtomb(bytes, c, &state);
-        if (count == static_cast<std::size_t>(-1)) {
-            made.clear();
-            break;
-        }
-        made.append(bytes, count);
-    }
-    if (!made.empty()) return made;
-    for (const wchar_t c : text) {
-        if (c < 0 || c > 0xFF) return std::nullopt;
-        made.append(static_cast<char>(c));
-    }
-    return made;
-}
-
-void append_widened(std::string_view text, wstringEx& out) {
-    const std::size_t old_size = out.size();
-    std::mbstate_t state{};
-    for (std::size_t pos = 0; pos < text.size();) {
-        wchar_t c = 0;
-        const std::size_t count = std::mbrtowc(&c, text.data() + pos, text.size() - pos, &state);
-        if (count == 0 || count > text.size()) {
-            if (pos != 0) out.set_size(old_size);
-            for (const char byte : text)
-                out.append(static_cast<wchar_t>(static_cast<unsigned char>(byte)));
-            return;
-        }
-        out.append(c);
-        pos += count;
-    }
-}
-
 }  // namespace
 
 namespace IMPL {
@@ -104,25 +56,10 @@ void append_env(std::string_view name, stringEx& out) {
     if (const char* const value = find_value(name)) out.append(value);
 }
 
-void append_env(std::wstring_view name, wstringEx& out) {
-    const std::lock_guard lock(the_mutex);
-    // a character is one byte at least: what is longer than every name need not be converted to be unknown
-    if (name.size() > longest_name()) return;
-    const std::optional<stringEx> bytes = narrow(name);
-    if (!bytes) return;
-    if (const char* const value = find_value(bytes->view())) append_widened(value, out);
-}
-
 }  // namespace IMPL
 
 stringEx GetEnv(std::string_view name) {
     stringEx value;
-    IMPL::append_env(name, value);
-    return value;
-}
-
-wstringEx GetEnv(std::wstring_view name) {
-    wstringEx value;
     IMPL::append_env(name, value);
     return value;
 }

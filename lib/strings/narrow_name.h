@@ -1,23 +1,25 @@
 #pragma once
 
+#include <optional>
+#include <string_view>
+
 #include "orlo/strings/buffer.h"
+
+// The one rule by which the library turns wide text for the system into narrow text, and back: names, paths,
+// values of the environment.
+//
+// Text of ASCII alone is itself, whatever the encoding, and loads nothing. All other text goes through the
+// default converter, `TTextConv::GetDefault`. So these functions are defined with the converters, which lie
+// above all who call them: the linker closes the gap, and a program that never calls them has no converters.
 
 namespace Orlo::IMPL {
 
-/// A wide name in the encoding by which the system takes names.
-///
-/// This is the one place where the layers below the text converters turn wide names into narrow ones; the
-/// converters, which lie above, may install a better rule. Without one: character by character by the C
-/// library's locale, and a character that the locale cannot express as its UTF-8 sequence, so that no two
-/// names become one. Characters that are no Unicode scalar are kept by the same bit pattern.
-///
-/// Threads: any. Throws `std::bad_alloc`, and what an installed rule throws.
-stringEx NarrowName(const wstringEx& name);
-
-/// A rule for `NarrowName`.
-using name_narrower = stringEx (*)(const wstringEx& name);
-
-/// Installs the rule, null for the one above; returns the rule before.
-name_narrower InstallNameNarrower(name_narrower rule) noexcept;
+/// The text in the default encoding; nothing where that lacks one of its characters.
+std::optional<stringEx> TryNarrow(std::wstring_view text);
+/// The same for a name that the system is to take. Fails with `tconvExp` of code `failed` where the encoding
+/// lacks a character: a name is never changed into another.
+stringEx NarrowName(std::wstring_view name);
+/// The wide form of text in the default encoding.
+wstringEx Widen(std::string_view text);
 
 }  // namespace Orlo::IMPL

@@ -5,6 +5,8 @@
 
 #include <string>
 
+#include "orlo/strings/environment.h"
+#include "support/child.h"
 #include "support/expect_throw.h"
 #include "support/faults.h"
 
@@ -38,7 +40,12 @@ TEST(dll_loader, a_library_that_is_not_there) {
     };
     for (const auto& row : rows)
         EXPECT_FAILURE(CDllLoader(stringEx(row.name)), dlllExp, 1, text(row));
-    EXPECT_FAILURE(CDllLoader(L"n\u00E9.so"_lit), dlllExp, 1, text(rows[2]));
+    child process([&] {
+        SetEnv("ORLO_DEFAULT_MBCS", "UTF-8");
+        EXPECT_FAILURE(CDllLoader(L"n\u00E9.so"_lit), dlllExp, 1, text(rows[2]));
+        return testing::Test::HasFailure() ? 1 : 0;
+    });
+    EXPECT_EQ(process.wait(), 0);
 }
 
 TEST(dll_loader, a_symbol_that_is_not_there_and_a_failed_release) {

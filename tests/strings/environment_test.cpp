@@ -3,13 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <clocale>
 #include <thread>
 
 #include "strings/twins.h"
+#include "support/child.h"
 #include "support/expect_throw.h"
 
 using namespace Orlo;
+using testing_support::child;
 
 namespace {
 
@@ -107,15 +108,19 @@ TEST(Environment, NamesAndValues) {
     EXPECT_FAILURE(SetEnv("A", cut), auxExp, 2, "SetEnv - invalid argument");
 }
 
-TEST(Environment, WideTextPassesThroughTheLocaleOrAsBytes) {
+TEST(Environment, WideTextPassesThroughTheDefaultEncoding) {
     SetEnv("ORLO_WIDE", "a\xC3\xA9"), SetEnv("ORLO_WIDE_BAD", "ab\xFF");
     SetEnv("ORLO_\xE9", "latin"), SetEnv("ORLO_\xC3\xA9", "utf-8");
     for (const bool utf8 : {true, false}) {
-        ASSERT_NE(std::setlocale(LC_CTYPE, utf8 ? "C.UTF-8" : "C"), nullptr);
-        EXPECT_TRUE(GetEnv(L"ORLO_WIDE") == (utf8 ? L"a\u00E9" : L"a\u00C3\u00A9")) << utf8;
-        EXPECT_TRUE(GetEnv(L"ORLO_\u00E9") == (utf8 ? L"utf-8" : L"latin")) << utf8;
-        EXPECT_TRUE(GetEnv(L"ORLO_WIDE_BAD") == L"ab\u00FF") << utf8;
-        EXPECT_TRUE(GetEnv(L"\x7FFFFFFF").empty());
+        child process([utf8] {
+            SetEnv("ORLO_DEFAULT_MBCS", utf8 ? "UTF-8" : "ISO-8859-1");
+            EXPECT_TRUE(GetEnv(L"ORLO_WIDE") == (utf8 ? L"a\u00E9" : L"a\u00C3\u00A9")) << utf8;
+            EXPECT_TRUE(GetEnv(L"ORLO_\u00E9") == (utf8 ? L"utf-8" : L"latin")) << utf8;
+            EXPECT_TRUE(GetEnv(L"ORLO_WIDE_BAD") == L"ab\u00FF") << utf8;
+            EXPECT_TRUE(GetEnv(L"ORLO_\u20AC\x7FFFFFFF").empty());
+            return testing::Test::HasFailure() ? 1 : 0;
+        });
+        EXPECT_EQ(process.wait(), 0);
     }
 }
 

@@ -19,7 +19,7 @@ public:
     /// Loads the file `name`, searched as the system does; where that fails and the name neither begins with
     /// "/" or "." nor with "lib", the file "lib" + `name`. Fails with code 1.
     explicit CDllLoader(const stringEx& name);
-    /// The same by a wide name, in the default encoding.
+    /// The same by a wide name, in the default encoding; `tconvExp` where that lacks a character of it.
     explicit CDllLoader(const wstringEx& name);
     /// Fails with code 2, but not while another exception is in flight.
     ~CDllLoader() noexcept(false);

@@ -16,8 +16,8 @@
 // the environment before it starts them, or only through these functions and reads it only through them.
 // Between `fork` and `exec` they may not be called: another thread may have held the lock.
 //
-// Wide names and values pass through the C library's locale; text that the locale cannot convert is taken
-// one byte a character.
+// Wide names and values pass through the default encoding (`TTextConv::GetDefault`); a name with a character
+// that it lacks is unset.
 
 namespace Orlo {
 
