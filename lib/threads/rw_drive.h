@@ -26,6 +26,8 @@ inline bool pause(const CTimeLeft& time) {
 template <class LOCK>
 class rw_drive {
     using rules = rw_rules<LOCK>;
+    /// A lock that is more than its words while nobody holds the guard has `BeginStep` and `EndStep`.
+    static constexpr bool has_word = requires(typename LOCK::port port) { port.BeginStep(); };
 
 public:
     explicit rw_drive(LOCK& lock) : lock_(lock), port_{lock} {}
@@ -60,11 +62,17 @@ private:
     template <class Step>
     auto guarded(Step&& step) {
         struct scope {
-            CSpinLightMutex& guard;
-            ~scope() { guard.Unlock(); }
+            const rw_drive& drive;
+            explicit scope(const rw_drive& d) : drive(d) {
+                drive.lock_.m_guard.Lock();
+                if constexpr (has_word) drive.port_.BeginStep();
+            }
+            ~scope() {
+                if constexpr (has_word) drive.port_.EndStep();
+                drive.lock_.m_guard.Unlock();
+            }
         };
-        lock_.m_guard.Lock();
-        const scope release{lock_.m_guard};
+        const scope step_scope(*this);
         return step();
     }
 
