@@ -6,7 +6,8 @@ set -euo pipefail
 # PROVIDED:PACKAGE: a command, or a file where a package has no command of its own.
 run=(g++:g++ cmake:cmake ninja:ninja-build)
 test=("${run[@]}" python3:python3 pkg-config:pkg-config
-    /usr/include/gtest/gtest.h:libgtest-dev /usr/include/gmock/gmock.h:libgmock-dev)
+    /usr/include/gtest/gtest.h:libgtest-dev /usr/include/gmock/gmock.h:libgmock-dev
+    "/usr/lib/*-linux-gnu/libicuuc.so.*:libicu72")
 benches=(/usr/include/benchmark/benchmark.h:libbenchmark-dev)
 check=("${test[@]}" "${benches[@]}" git:git ccache:ccache clang++:clang clang-format:clang-format
     "/usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a:libclang-rt-dev")
