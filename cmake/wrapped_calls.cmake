@@ -1,7 +1,7 @@
 # System calls that tests can make fail: each is linked with -Wl,--wrap=NAME, and tests/support/faults.cpp
 # defines __wrap_NAME, which calls __real_NAME unless a test asked for a fault.
 set(ORLO_WRAPPED_CALLS
-    open read write close lseek fsync ftruncate stat opendir readdir getcwd pathconf flock fcntl
+    open read write pread pwrite dup utimensat close lseek fsync ftruncate stat opendir readdir getcwd pathconf flock fcntl
     posix_fadvise mkdir fstat mmap munmap msync shm_open shm_unlink dlclose pthread_key_delete
     pthread_mutexattr_init pthread_mutexattr_settype pthread_mutexattr_setpshared pthread_mutexattr_destroy
     pthread_mutex_init pthread_mutex_destroy

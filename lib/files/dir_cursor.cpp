@@ -6,35 +6,36 @@
 
 namespace Orlo {
 
-CDirCursor::CDirCursor(const CDirCursor& other) noexcept : stream_(other.stream_), owners_(other.owners_) {
-    owners_.share();
+CDirCursor::CDirCursor(const CDirCursor& other) noexcept
+    : m_stream(other.m_stream), m_owners(other.m_owners) {
+    m_owners.share();
 }
 
 CDirCursor::CDirCursor(CDirCursor&& other) noexcept
-    : stream_(std::exchange(other.stream_, nullptr)), owners_(std::exchange(other.owners_, {})) {}
+    : m_stream(std::exchange(other.m_stream, nullptr)), m_owners(std::exchange(other.m_owners, {})) {}
 
 CDirCursor& CDirCursor::operator=(CDirCursor other) noexcept {
-    std::swap(stream_, other.stream_);
-    std::swap(owners_, other.owners_);
+    std::swap(m_stream, other.m_stream);
+    std::swap(m_owners, other.m_owners);
     return *this;
 }
 
 void CDirCursor::Close() noexcept {
-    DIR* const stream = std::exchange(stream_, nullptr);
-    if (owners_.release()) ::closedir(stream);
+    DIR* const stream = std::exchange(m_stream, nullptr);
+    if (m_owners.release()) ::closedir(stream);
 }
 
 bool CDir::_OpenCursor(CDirCursor& cursor) const {
     shared_count owners = shared_count::create();
-    const int failed = call_with_path(path_, [&](const char* path) {
-        cursor.stream_ = ::opendir(path);
-        return cursor.stream_ != nullptr ? 0 : -1;
+    const int failed = call_with_path(m_path, [&](const char* path) {
+        cursor.m_stream = ::opendir(path);
+        return cursor.m_stream != nullptr ? 0 : -1;
     });
     if (failed != 0) {
         owners.release();
         return false;
     }
-    cursor.owners_ = owners;
+    cursor.m_owners = owners;
     return true;
 }
 
@@ -43,12 +44,12 @@ bool CDir::_NextEntry(CDirCursor& cursor, stringEx& out, bool wantDirs, bool inc
     const entry_kind wanted_kind = wantDirs ? entry_kind::folder : entry_kind::file;
     out.clear();
     if (!cursor.IsOpen() && !_OpenCursor(cursor)) return false;
-    while (const dirent* const entry = PosixReadDir(cursor.stream_)) {
+    while (const dirent* const entry = PosixReadDir(cursor.m_stream)) {
         const std::string_view name = entry->d_name;
         const bool is_dots = name == "." || name == "..";
         const bool wanted = is_dots ? wantDirs && includeDots : includeHidden || !name.starts_with('.');
         if (!wanted) continue;
-        out.append(path_).append(name);
+        out.append(m_path).append(name);
         if (kind_by_status(out) == wanted_kind) return true;
         out.clear();
     }

@@ -44,17 +44,17 @@ std::size_t CDir::GetAllFiles(std::vector<stringEx>& files, const stringEx& patt
     const auto [base, mask] = _SplitPattern(pattern);
     const std::size_t before = files.size();
     try {
-        const bool keepsSeparator = base.path_.size() < 2;  // the root is its separator
-        CDir().Open(base.path_.substr(0, base.path_.size() - (keepsSeparator ? 0 : 1)));
+        const bool keepsSeparator = base.m_path.size() < 2;  // the root is its separator
+        CDir().Open(base.m_path.substr(0, base.m_path.size() - (keepsSeparator ? 0 : 1)));
         dir_walk({.mask = mask,
                   .files = &files,
                   .recursive = recursive,
                   .hidden = includeHidden,
                   .ignore_errors = ignoreErrors})
-            .run(base.path_);
+            .run(base.m_path);
     } catch (const rootExp& inner) {
         files.erase(files.begin() + static_cast<std::ptrdiff_t>(before), files.end());
-        FILES_FAILED.raise({base.path_, wrapped{inner}});
+        FILES_FAILED.raise({base.m_path, wrapped{inner}});
     }
     return files.size();
 }
@@ -68,7 +68,7 @@ std::size_t CDir::GetAllSubDirs(std::vector<stringEx>& dirs, const stringEx& pat
               .hidden = includeHidden,
               .dots = includeDots,
               .ignore_errors = ignoreErrors})
-        .run(base.path_);
+        .run(base.m_path);
     return dirs.size();
 }
 

@@ -150,7 +150,7 @@ void CDir::GetPathFilename(stringEx& path) {
 
 void CDir::Open(const stringEx& path, bool create, bool noCheck) {
     const stringEx asked = path;  // which may be this object's own
-    path_.clear();
+    m_path.clear();
     if (asked.empty()) OPEN_NOTHING.raise();
     stringEx full = asked;
     ConvToFullPath(full);
@@ -159,7 +159,7 @@ void CDir::Open(const stringEx& path, bool create, bool noCheck) {
         if (!create) OPEN_MISSING.raise({asked, pwd_or_nothing()});
         MakeDir(full, true);
     }
-    path_ = std::move(full);
+    m_path = std::move(full);
 }
 
 void CDir::ChangeDir(const stringEx& path, bool create) {
@@ -174,7 +174,7 @@ void CDir::ResolvePath(stringEx& path) const {
     if (path.empty()) return;
     stringEx clean = CleanPath(path);
     if (!clean.starts_with(separator)) {
-        stringEx joined = path_;
+        stringEx joined = m_path;
         clean = std::move(joined.append(clean));
         ConvToFullPath(clean);
     }

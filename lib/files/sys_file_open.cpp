@@ -20,6 +20,7 @@
 #include <atomic>
 
 #include "files/path_call.h"
+#include "files/sys_file_sentences.h"
 #include "orlo/log/front.h"
 #include "orlo/strings/destructor_guard.h"
 #include "strings/failure.h"
@@ -50,7 +51,7 @@ constexpr errno_sentence OPEN_SENTENCES[] = {
     {EOVERFLOW, "file too big"},
 };
 constexpr failure<sysfileExp> OPEN_FAILED{{
-    .code = 4,
+    .code = sysfile_code::open,
     .head = "CSysFile/PosixOpenFile - failed open specified file\n",
     .keys = {"  file path  = ", "  error code = ", "  error desc = "},
     .sentences = OPEN_SENTENCES,
@@ -59,7 +60,7 @@ constexpr failure<sysfileExp> OPEN_FAILED{{
 constexpr errno_sentence ADVICE_SENTENCES[] = {
     {EINVAL, "unknown advice"},
     {ESPIPE, "the file is associated with a pipe or fifo device"},
-    {EBADF, "invalid file descriptor"},
+    {EBADF, BAD_DESCRIPTOR},
 };
 constexpr failure_layout ADVICE_REFUSED{
     .head = "CSysFile/PosixOpenFile - failed set access advice\n",
@@ -72,19 +73,14 @@ constexpr errno_sentence SHARING_SENTENCES[] = {
     {ENOLCK, "sharing lock number exceed the system limit"},
 };
 constexpr failure<sysfileExp> SHARING_FAILED{{
-    .code = 4,
+    .code = sysfile_code::open,
     .head = "CSysFile/SetShareMode - failed set file sharing mode\n",
     .keys = {"  file path    = ", "  sharing mode = ", "  error code   = ", "  error desc   = "},
     .sentences = SHARING_SENTENCES,
 }};
 
-constexpr errno_sentence DESCRIPTOR_OPTION_SENTENCES[] = {
-    {EINVAL, "invalid arguments"},
-    {EOVERFLOW, "one of the values is out-of-range"},
-    {EBADF, "invalid file descriptor or wrong access mode"},
-};
 constexpr failure<sysfileExp> DESCRIPTOR_OPTION_FAILED{{
-    .code = 4,
+    .code = sysfile_code::open,
     .head = "CSysFile/PosixOpenFile - failed set the fd options\n",
     .keys = {"  error code = ", "  error desc = "},
     .sentences = DESCRIPTOR_OPTION_SENTENCES,
@@ -92,10 +88,10 @@ constexpr failure<sysfileExp> DESCRIPTOR_OPTION_FAILED{{
 
 constexpr errno_sentence CLOSE_SENTENCES[] = {
     {EIO, "io error occurred"},
-    {EBADF, "invalid file descriptor"},
+    {EBADF, BAD_DESCRIPTOR},
 };
 constexpr failure<sysfileExp> CLOSE_FAILED{{
-    .code = 6,
+    .code = sysfile_code::close,
     .head = "CSysFile::__Close - error close file descriptor\n",
     .keys = {"  sys error  = ", "  error desc = "},
     .sentences = CLOSE_SENTENCES,

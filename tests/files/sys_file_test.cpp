@@ -63,6 +63,137 @@ TEST_F(SysFile, ReadsWritesAndSeeks) {
     EXPECT_EQ(faults::calls("close"), 2);
 }
 
+TEST_F(SysFile, PositionsBesideThePosition) {
+    CSysFile file = opened();
+    EXPECT_EQ(file.Write("0123456789", 10, 5), 10u);
+    EXPECT_EQ(file.GetCurrentPos(), 0);
+    char buffer[4] = {};
+    EXPECT_EQ(file.ReadPos(buffer, 4, 12), 3u);
+    EXPECT_STREQ(buffer, "789");
+    EXPECT_EQ(file.GetCurrentPos(), 0);
+    for (const int size : {7, 20}) {
+        file.SeekBegin(size);
+        file.ResizeToCurrentPos();
+        EXPECT_EQ(file.GetSize(), size);
+    }
+    EXPECT_EQ(temp.content("file"), std::string(5, '\0') + "01" + std::string(13, '\0'));
+}
+
+TEST_F(SysFile, OpensAgainAndDuplicates) {
+    temp.write_file("\xC3\xA9", "abc");
+    CSysFile file, other;
+    file.Open(L"\u00E9", file_access::read_write);
+    EXPECT_EQ(file.GetPath().view(), temp / "\xC3\xA9");
+    char c = 0;
+    file.Read(&c, 1);
+    other.Dup(file);
+    other.Read(&c, 1);
+    EXPECT_TRUE(c == 'b' && other.GetPath() == file.GetPath() &&
+                other.GetDescriptor() != file.GetDescriptor());
+    EXPECT_EQ(flags(other.GetDescriptor()), FD_CLOEXEC);
+    other.Dup(other, true);
+    EXPECT_EQ(flags(other.GetDescriptor()), 0);
+    other.ReOpen(file, file_access::read);
+    other.Read(&c, 1);
+    EXPECT_EQ(c, 'a') << "a position of its own";
+    EXPECT_FAILURE(other.ReOpen(CSysFile(), file_access::read), sysfileExp, 4,
+                   "CSysFile::ReOpen - don't know how to reopen, empty path");
+    other.ReOpen(other, file_access::read, file_sharing::exclusive);
+    EXPECT_THROW(file.ReOpen(other, file_access::read, file_sharing::exclusive), sysfileExp);
+    EXPECT_FALSE(file.IsOpen());
+
+    // in a process of its own: that the system cannot do it in one step is remembered for good
+    child forked([&] {
+        const int before = ::dup(0);
+        ::close(before);
+        faults::fail_next("fcntl", EINVAL, 2);
+        EXPECT_FAILURE(file.Dup(other), sysfileExp, 36,
+                       "CSysFile::Dup - failed set the fd options\n  file path  = " + temp.path() +
+                           "/\xC3\xA9\n  error code = 22\n  error desc = invalid arguments");
+        EXPECT_FALSE(is_open(before)) << "a descriptor that would be inherited is closed";
+        for (const int refused : {1, 0}) {
+            faults::reset();
+            faults::fail_next("fcntl", EINVAL, refused);
+            file.Dup(other);
+            EXPECT_EQ(flags(file.GetDescriptor()), FD_CLOEXEC);
+            EXPECT_EQ(faults::calls("dup"), 1);
+        }
+        return HasFailure() ? 1 : 0;
+    });
+    EXPECT_EQ(forked.wait(), 0);
+}
+
+TEST_F(SysFile, Times) {
+    const std::int32_t zone = CTime::GetLocalTimeZone();
+    CTime::SetLocalTimeZone(90);
+    const CSysFile file = opened();
+    const timespec set[] = {{1'000'000, 123}, {-2, 456}};
+    ::utimensat(AT_FDCWD, path.c_str(), set, 0);
+    CTime creation, access, modification;
+    file.GetTime(&creation, &access, &modification);
+    EXPECT_EQ(creation.GetValue(), INT64_MIN);
+    EXPECT_EQ(access.GetValue(), (1'000'000 - 90 * 60) * 1'000'000LL);
+    EXPECT_EQ(modification.GetValue(), (-2 - 90 * 60) * 1'000'000LL);
+    file.GetTime(nullptr, nullptr, nullptr);
+
+    CSysFile same = file;
+    same.SetTime(nullptr, nullptr);
+    same.SetTime(nullptr, &access);
+    struct stat status;
+    ::stat(path.c_str(), &status);
+    EXPECT_EQ(status.st_mtim.tv_sec, 1'000'000);
+    EXPECT_EQ(status.st_atim.tv_nsec, 123) << "what is not set is kept to the nanosecond";
+    same.SetTime(&modification, nullptr);
+    ::stat(path.c_str(), &status);
+    EXPECT_EQ(status.st_atim.tv_sec, -2);
+    EXPECT_EQ(faults::calls("utimensat"), 3) << "the test's own, and two";
+    CTime::SetLocalTimeZone(static_cast<std::int16_t>(zone));
+}
+
+TEST_F(SysFile, RangesAreLocked) {
+    CSysFile file = opened();
+    file.Lock(10, 10, file_lock::write);
+    file.Unlock(12, 3);
+    EXPECT_TRUE(file.TryLock(30, 0, file_lock::read));
+    child other([&] {
+        CSysFile mine = opened();
+        const struct {
+            std::int64_t from, length;
+            file_lock type;
+            bool granted;
+        } rows[] = {
+            {0, 10, file_lock::write, true}, {9, 2, file_lock::read, false},
+            {12, 3, file_lock::write, true}, {15, 1, file_lock::write, false},
+            {99, 1, file_lock::read, true},  {99, 1, file_lock::write, false},
+        };
+        for (const auto& [from, length, type, granted] : rows)
+            EXPECT_EQ(mine.TryLock(from, length, type), granted) << from;
+        return HasFailure() ? 1 : 0;
+    });
+    EXPECT_EQ(other.wait(), 0);
+
+    const auto text = [&](const char* head, const char* inner, const char* rest) {
+        return std::string("CSysFile::") + head + " file\n  file path = " + path + "\n@ CSysFile/Posix" +
+               inner + " file\n  from       = 5\n  length     = 2\n  error code = " + rest;
+    };
+    const char* const invalid = "22\n  error desc = invalid arguments or file does not support locking";
+    const auto unlocking = static_cast<file_lock>(F_UNLCK);
+    EXPECT_FAILURE(file.Lock(5, 2, unlocking), sysfileExp, 20,
+                   text("Lock - failed lock", "LockFile - failed lock", invalid));
+    EXPECT_FAILURE(static_cast<void>(file.TryLock(5, 2, unlocking)), sysfileExp, 20,
+                   text("TryLock - error occured while trying to lock", "LockFile - failed lock", invalid));
+    faults::fail_next("fcntl", ENOLCK);
+    EXPECT_FAILURE(file.Unlock(5, 2), sysfileExp, 22,
+                   text("Unlock - failed unlock", "UnlockFile - failed unlock",
+                        "37\n  error desc = lock number exceed the system limit"));
+    faults::fail_next("fcntl", EINTR, 2);
+    file.Lock(5, 2, file_lock::read);
+    for (const int held : {EACCES, EAGAIN}) {
+        faults::fail_next("fcntl", held);
+        EXPECT_FALSE(file.TryLock(5, 2, file_lock::read)) << "held by another";
+    }
+}
+
 TEST_F(SysFile, CopiesShareAndTheLastOneCloses) {
     temp.write_file("file", "abc");
     CSysFile first = opened();
@@ -78,7 +209,8 @@ TEST_F(SysFile, CopiesShareAndTheLastOneCloses) {
     CSysFile third = std::move(second);
     EXPECT_FALSE(second.IsOpen());
     third = *&third;
-    EXPECT_FAILURE((first = third).Disclaim(), sysfileExp, 37, "CSysFile::Disclaim - ownership check failed");
+    EXPECT_FAILURE(static_cast<void>((first = third).Disclaim()), sysfileExp, 37,
+                   "CSysFile::Disclaim - ownership check failed");
     third = CSysFile();
     EXPECT_TRUE(is_open(number));
     for (int i = 0; i < 2; ++i)
@@ -105,7 +237,7 @@ TEST_F(SysFile, ConsolesAreNotOwned) {
     EXPECT_FALSE(is_open(number));
     file.Open(console::error);
     EXPECT_TRUE(is_open(1));
-    EXPECT_THROW(file.Disclaim(), sysfileExp);
+    EXPECT_THROW(static_cast<void>(file.Disclaim()), sysfileExp);
     EXPECT_FAILURE(file.Open(static_cast<console>(3)), sysfileExp, 4,
                    "CSysFile::Open - unknown console type: 3");
     EXPECT_TRUE(!file.IsOpen() && is_open(2));
@@ -232,15 +364,41 @@ TEST_F(SysFile, Failures) {
     file = opened();
     char c = 0;
     const std::string line = "\n  file path  = " + path;
-    expect_sentence<sysfileExp>(
-        "open", 4, [&] { opened(); }, "CSysFile/PosixOpenFile - failed open specified file" + line, EROFS,
-        "open file in read-only media with write permission");
-    expect_sentence<sysfileExp>(
-        "read", 7, [&] { file.Read(&c, 1); }, "CSysFile::Read - failed reading file" + line, EISDIR,
-        "the file refers to a directory");
-    expect_sentence<sysfileExp>(
-        "fsync", 15, [&] { file.Flush(); }, "CSysFile::Flush - failed flush the file" + line, EINVAL,
-        "the file is not support this operation");
+    const struct {
+        const char* call;
+        std::int32_t code;
+        const char* head;
+        int error;
+        const char* sentence;
+        std::function<void()> run;
+        const char* more = "";
+    } rows[] = {
+        {"open", 4, "CSysFile/PosixOpenFile - failed open specified file", EROFS,
+         "open file in read-only media with write permission", [&] { opened(); }},
+        {"read", 7, "CSysFile::Read - failed reading file", EISDIR, "the file refers to a directory",
+         [&] { file.Read(&c, 1); }},
+        {"pread", 7, "CSysFile::ReadPos - failed reading file", EINVAL,
+         "the stream is linked (directly or indirectly) downstream from a multiplexer, or the resulting file "
+         "offset would be negative for the file",
+         [&] { file.ReadPos(&c, 1, 0); }},
+        {"pwrite", 9, "CSysFile::Write - failed writing file", EOVERFLOW, "the new file offset is too big",
+         [&] { file.Write(&c, 0, 0); }},
+        {"fsync", 15, "CSysFile::Flush - failed flush the file", EINVAL,
+         "the file is not support this operation", [&] { file.Flush(); }},
+        {"ftruncate", 23, "CSysFile::ResizeToCurrentPos - failed set the size of shared memory object", EFBIG,
+         "size too big", [&] { file.ResizeToCurrentPos(); }, "\n  resize to  = 0"},
+        {"fstat", 18, "CSysFile::GetTime - failed retrive the file status", EOVERFLOW,
+         "some fields cannot be represented correctly in the structure",
+         [&] { file.GetTime(nullptr, nullptr, nullptr); }},
+        {"utimensat", 19, "CSysFile::SetTime - error setting the file time", EPERM,
+         "the calling process does not have the appropriate privileges",
+         [&, now = CTime::GetCurrent()] { file.SetTime(&now, nullptr); }},
+        {"fcntl", 36, "CSysFile::Dup - failed duplicate the file descriptor", EMFILE,
+         "the number of file descriptors in use by this process would exceed", [&] { CSysFile().Dup(file); }},
+    };
+    for (const auto& row : rows)
+        expect_sentence<sysfileExp>(row.call, row.code, row.run, row.head + line + row.more, row.error,
+                                    row.sentence);
     const auto seeking = [&](std::int32_t code, const char* head, const std::function<void()>& run) {
         expect_sentence<sysfileExp>("lseek", code, run,
                                     std::string("CSysFile::") + head + "\n  file path = " + path +

@@ -20,19 +20,19 @@ namespace IMPL {
 template <class Interface, class Backend>
 class generic_seekable : public Interface {
 public:
-    explicit generic_seekable(Backend backend) : backend_(std::move(backend)) {}
+    explicit generic_seekable(Backend backend) : m_backend(std::move(backend)) {}
 
-    bool IsOpen() const override { return backend_.IsOpen(); }
+    bool IsOpen() const override { return m_backend.IsOpen(); }
     int GetKind() const override { return 1; }
 
-    std::int64_t SeekBegin(const std::int64_t& offset) override { return backend_.SeekBegin(offset); }
-    std::int64_t SeekCurrent(const std::int64_t& offset) override { return backend_.SeekCurrent(offset); }
-    std::int64_t SeekEnd(const std::int64_t& offset) override { return backend_.SeekEnd(offset); }
-    std::int64_t GetCurrentPos() const override { return backend_.GetCurrentPos(); }
-    std::int64_t GetSize() const override { return backend_.GetSize(); }
+    std::int64_t SeekBegin(const std::int64_t& offset) override { return m_backend.SeekBegin(offset); }
+    std::int64_t SeekCurrent(const std::int64_t& offset) override { return m_backend.SeekCurrent(offset); }
+    std::int64_t SeekEnd(const std::int64_t& offset) override { return m_backend.SeekEnd(offset); }
+    std::int64_t GetCurrentPos() const override { return m_backend.GetCurrentPos(); }
+    std::int64_t GetSize() const override { return m_backend.GetSize(); }
 
 protected:
-    Backend backend_;
+    Backend m_backend;
 };
 
 /// Adds the reading half to `Base`.
@@ -42,10 +42,10 @@ public:
     using Base::Base;
 
     bool IsEof() override {
-        if constexpr (requires { this->backend_.IsEof(); }) return this->backend_.IsEof();
-        return this->backend_.GetCurrentPos() >= this->backend_.GetSize();
+        if constexpr (requires { this->m_backend.IsEof(); }) return this->m_backend.IsEof();
+        return this->m_backend.GetCurrentPos() >= this->m_backend.GetSize();
     }
-    std::size_t Read(void* buffer, std::size_t size) override { return this->backend_.Read(buffer, size); }
+    std::size_t Read(void* buffer, std::size_t size) override { return this->m_backend.Read(buffer, size); }
 };
 
 /// Adds the writing half to `Base`.
@@ -55,9 +55,9 @@ public:
     using Base::Base;
 
     std::size_t Write(const void* buffer, std::size_t size) override {
-        return this->backend_.Write(buffer, size);
+        return this->m_backend.Write(buffer, size);
     }
-    void Flush() override { this->backend_.Flush(); }
+    void Flush() override { this->m_backend.Flush(); }
 };
 
 }  // namespace IMPL

@@ -50,7 +50,7 @@ public:
     ~CDirCursor() { Close(); }
 
     /// True when a directory is open.
-    bool IsOpen() const noexcept { return stream_ != nullptr; }
+    bool IsOpen() const noexcept { return m_stream != nullptr; }
 
     /// Gives up this share of the directory; the cursor is then empty.
     void Close() noexcept;
@@ -58,8 +58,8 @@ public:
 private:
     friend class CDir;
 
-    DIR* stream_ = nullptr;
-    shared_count owners_;
+    DIR* m_stream = nullptr;
+    shared_count m_owners;
 };
 
 /// A directory: nothing more than its path, which is absolute, normalised and ends in "/". Empty until `Open`
@@ -118,7 +118,7 @@ public:
     void ResolvePath(stringEx& path) const;
 
     /// The object's path; empty if it is not open.
-    const stringEx& GetPath() const noexcept { return path_; }
+    const stringEx& GetPath() const noexcept { return m_path; }
 
     // --- enumeration -------------------------------------------------------------------------------------
     //
@@ -175,7 +175,7 @@ private:
     bool _NextEntry(CDirCursor& cursor, stringEx& out, bool wantDirs, bool includeHidden,
                     bool includeDots) const;
 
-    stringEx path_;
+    stringEx m_path;
 };
 
 }  // namespace Orlo
