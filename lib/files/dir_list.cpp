@@ -9,7 +9,7 @@ namespace Orlo {
 namespace {
 
 constexpr failure<dirExp> FILES_FAILED{{
-    .code = 19,
+    .code = dir_code::all_files,
     .head = "CDir::GetAllFiles - failed find files\n",
     .keys = {"  base dir = "},
 }};

@@ -11,7 +11,7 @@
 namespace Orlo {
 namespace {
 
-constexpr failure<dirExp> MAKE_NOTHING{{.code = 2, .head = "CDir::MakeDir - nothing to make"}};
+constexpr failure<dirExp> MAKE_NOTHING{{.code = dir_code::empty, .head = "CDir::MakeDir - nothing to make"}};
 constexpr errno_sentence MAKE_SENTENCES[] = {
     {ENOENT, "a component of the dir prefix specified by path does not name an existing directory"},
     {EACCES, "permission denied"},
@@ -23,7 +23,7 @@ constexpr errno_sentence MAKE_SENTENCES[] = {
     {ELOOP, "a loop exists in symbolic links, or links level too deep"},
 };
 constexpr failure<dirExp> MAKE_FAILED{{
-    .code = 4,
+    .code = dir_code::make_dir,
     .head = "CDir::MakeDir - failed making directory\n",
     .keys = {"  dir to create = ", "  is recursive  = ", "  error code    = ", "  error desc    = "},
     .sentences = MAKE_SENTENCES,

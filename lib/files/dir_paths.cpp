@@ -16,21 +16,24 @@
 namespace Orlo {
 namespace {
 
-constexpr failure<dirExp> OPEN_NOTHING{{.code = 2, .head = "CDir::Open - nothing to open"}};
+constexpr failure<dirExp> OPEN_NOTHING{{.code = dir_code::empty, .head = "CDir::Open - nothing to open"}};
 constexpr failure<dirExp> OPEN_MISSING{{
-    .code = 3,
+    .code = dir_code::missing,
     .head = "CDir::Open - error open dir, not exist\n",
     .keys = {"  dir to open         = ", "  current working dir = "},
     .tail = "\n",
 }};
-constexpr failure<dirExp> CONVERT_NOTHING{{.code = 2, .head = "CDir::ConvToFullPath - nothing to convert"}};
+constexpr failure<dirExp> CONVERT_NOTHING{
+    {.code = dir_code::empty, .head = "CDir::ConvToFullPath - nothing to convert"}};
 constexpr failure<dirExp> CONVERT_HOMELESS{{
-    .code = 2,
+    .code = dir_code::empty,
     .head = "CDir::ConvToFullPath - failed determine the home directory\n",
     .keys = {"  path = "},
 }};
-constexpr failure<dirExp> DIR_OF_NOTHING{{.code = 2, .head = "CDir::GetPathDir - nothing to match"}};
-constexpr failure<dirExp> NAME_OF_NOTHING{{.code = 2, .head = "CDir::GetPathFilename - nothing to match"}};
+constexpr failure<dirExp> DIR_OF_NOTHING{
+    {.code = dir_code::empty, .head = "CDir::GetPathDir - nothing to match"}};
+constexpr failure<dirExp> NAME_OF_NOTHING{
+    {.code = dir_code::empty, .head = "CDir::GetPathFilename - nothing to match"}};
 
 void ensure_final_separator(stringEx& path) {
     if (!path.ends_with(CDir::separator)) path.append('/');

@@ -18,7 +18,7 @@ constexpr errno_sentence READ_DIR_SENTENCES[] = {
     {EOVERFLOW, "one of the values in the structure to be returned cannot be represented correctly"},
 };
 constexpr failure<dirExp> READ_DIR_FAILED{{
-    .code = 18,
+    .code = dir_code::read_dir,
     .head = "PosixReadDir - error enum entries in the directory\n",
     .keys = {"  error code = ", "  error desc = "},
     .sentences = READ_DIR_SENTENCES,
@@ -34,14 +34,14 @@ constexpr errno_sentence STAT_SENTENCES[] = {
     {EOVERFLOW, "file size out-of-range"},
 };
 constexpr failure<dirExp> STAT_FAILED{{
-    .code = 21,
+    .code = dir_code::status,
     .head = "PosixStat - failed retrive the status of giving path\n",
     .keys = {"  path       = ", "  error code = ", "  error desc = "},
     .sentences = STAT_SENTENCES,
 }};
 
 constexpr failure<dirExp> PWD_LENGTH_FAILED{{
-    .code = 12,
+    .code = dir_code::working_dir,
     .head = "CDir::GetPwd - error get the path length of current working dir\n",
     .keys = {"  system error no   = ", "  system error desc = "},
 }};
@@ -52,7 +52,7 @@ constexpr errno_sentence PWD_SENTENCES[] = {
     {ERANGE, "size of buffer is too short"},
 };
 constexpr failure<dirExp> PWD_FAILED{{
-    .code = 12,
+    .code = dir_code::working_dir,
     .head = "CDir::GetPwd - failed getting current working dir\n",
     .keys = {"  error code = ", "  error desc = "},
     .sentences = PWD_SENTENCES,

@@ -31,7 +31,7 @@ namespace Orlo {
 namespace {
 
 constexpr failure<dirExp> SUB_DIRS_FAILED{{
-    .code = 20,
+    .code = dir_code::all_sub_dirs,
     .head = "CDir::GetAllSubDirs - failed find subdirs\n",
     .keys = {"  base dir = "},
 }};

@@ -55,14 +55,14 @@ constexpr errno_sentence OPEN_SENTENCES[] = {
     {EINVAL, "unsupport name"},
 };
 constexpr failure<shmemExp> CREATE_FAILED = {{
-    .code = 1,
+    .code = shmem_code::create,
     .head = "CShMem/CreateSharedMemoryObject - failed create shared memory object\n",
     .keys = {"  smo name    = ", "  flag        = ", "  access mode = ", "  error code  = ",
              "  error desc  = "},
     .sentences = OPEN_SENTENCES,
 }};
 constexpr failure<shmemExp> OPEN_FAILED = {{
-    .code = 3,
+    .code = shmem_code::open,
     .head = "CShMem/OpenSharedMemoryObject - failed create shared memory object\n",
     .keys = CREATE_FAILED.keys,
     .sentences = OPEN_SENTENCES,
@@ -76,7 +76,7 @@ constexpr errno_sentence SET_SIZE_SENTENCES[] = {
     {EROFS, "the path resides on a read-only file system"},
 };
 constexpr failure<shmemExp> SET_SIZE_FAILED = {{
-    .code = 2,
+    .code = shmem_code::size,
     .head = "CShMem/CreateSharedMemoryObject - failed set the size of shared memory object\n",
     .keys = {"  smo name    = ", "  smo size    = ", "  error code  = ", "  error desc  = "},
     .sentences = SET_SIZE_SENTENCES,
@@ -88,7 +88,7 @@ constexpr errno_sentence STATE_SENTENCES[] = {
     {EACCES, "permission denied"},
 };
 constexpr failure<shmemExp> STATE_FAILED = {{
-    .code = 4,
+    .code = shmem_code::state,
     .head = "CShMem/OpenSharedMemoryObject - failed retrive shared memory object's state\n",
     .keys = {"  smo name    = ", "  error code  = ", "  error desc  = "},
     .sentences = STATE_SENTENCES,
@@ -105,7 +105,7 @@ constexpr errno_sentence MAP_SENTENCES[] = {
     {ENODEV, "the device of the descriptor does not support memory mapping"},
 };
 constexpr failure<shmemExp> VIEW_FAILED = {{
-    .code = 5,
+    .code = shmem_code::map,
     .head = "CShMem/SetupMapView - failed create memory view\n",
     .keys = {"  size        = ", "  address arg = ", "  error code  = ", "  error desc  = "},
     .sentences = MAP_SENTENCES,
@@ -113,14 +113,14 @@ constexpr failure<shmemExp> VIEW_FAILED = {{
 
 constexpr errno_sentence CLOSE_SENTENCES[] = {{EIO, "io error occurred"}};
 constexpr failure<shmemExp> CLOSE_FAILED = {{
-    .code = 6,
+    .code = shmem_code::close,
     .head = "CShMem/CloseAndRemoveSharedMemoryObject - failed close shared memory object\n",
     .keys = {"  smo name   = ", "  error code = ", "  error desc = "},
     .sentences = CLOSE_SENTENCES,
 }};
 constexpr errno_sentence REMOVE_SENTENCES[] = {{EACCES, "permission denied"}};
 constexpr failure<shmemExp> REMOVE_FAILED = {{
-    .code = 7,
+    .code = shmem_code::remove,
     .head = "CShMem/CloseAndRemoveSharedMemoryObject - failed remove shared memory object\n",
     .keys = {"  smo name   = ", "  error code = ", "  error desc = "},
     .sentences = REMOVE_SENTENCES,

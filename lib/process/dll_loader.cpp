@@ -10,17 +10,17 @@ namespace Orlo {
 namespace {
 
 constexpr failure<dlllExp> LOAD_FAILED = {{
-    .code = 1,
+    .code = dlll_code::load,
     .head = "CDllLoader::CDllLoader - error loading dynamic library\n",
     .keys = {"  dll path       = ", "  path hex code  = ", "  sys error desc = "},
 }};
 constexpr failure<dlllExp> RELEASE_FAILED = {{
-    .code = 2,
+    .code = dlll_code::release,
     .head = "CDllLoader::~CDllLoader - error release dynamic library\n",
     .keys = {"  sys error desc = "},
 }};
 constexpr failure<dlllExp> GET_PROC_FAILED = {{
-    .code = 3,
+    .code = dlll_code::symbol,
     .head = "CDllLoader::GetProc - error get the address of specific proc\n",
     .keys = {"  proc name      = ", "  sys error desc = "},
 }};

@@ -13,7 +13,7 @@ constexpr errno_sentence CREATE_SENTENCES[] = {
     {EAGAIN, "no necessary resources or process limit reached"},
 };
 constexpr failure<tlsExp> CREATE_FAILED = {{
-    .code = 1,
+    .code = tls_code::slot,
     .head = "CTlsSlot::CTlsSlot - error create TLS Slot\n",
     .keys = {"  error code = ", "  error desc = "},
     .sentences = CREATE_SENTENCES,
@@ -21,13 +21,14 @@ constexpr failure<tlsExp> CREATE_FAILED = {{
 }};
 constexpr errno_sentence RELEASE_SENTENCES[] = {{EINVAL, "the handle (key) value is invalid"}};
 constexpr failure<tlsExp> RELEASE_FAILED = {{
-    .code = 1,
+    .code = tls_code::slot,
     .head = "CTlsSlot::~CTlsSlot - error release TLS Slot\n",
     .keys = {"  error code = ", "  error desc = "},
     .sentences = RELEASE_SENTENCES,
     .other_sentence = "unknown system error",
 }};
-constexpr failure<tlsExp> SET_FAILED = {{.code = 3, .head = "CTlsSlot::SetValue - error set TLS Slot"}};
+constexpr failure<tlsExp> SET_FAILED = {
+    {.code = tls_code::set, .head = "CTlsSlot::SetValue - error set TLS Slot"}};
 
 }  // namespace
 

@@ -41,7 +41,7 @@ struct Dir : testing::Test, faults::clean_slate {
             }
         }
     }
-    /// The paths without the test's directory, each with a blank behind it.
+    /// The paths without the test's directory, each followed by a blank.
     std::string text_of(const std::vector<stringEx>& paths) const {
         stringEx text;
         for (const stringEx& path : paths)

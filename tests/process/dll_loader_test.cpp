@@ -15,7 +15,7 @@ namespace {
 using namespace Orlo;
 using namespace testing_support;
 
-TEST(dll_loader, tries_the_base_name_behind_lib_second) {
+TEST(dll_loader, tries_the_name_with_lib_in_front_second) {
     const CDllLoader math("m.so.6"_lit);
     const auto floor = reinterpret_cast<double (*)(double)>(math.GetProc("floor"_lit));
     EXPECT_EQ(floor(2.5), 2.0);

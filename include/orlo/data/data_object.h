@@ -38,6 +38,17 @@ public:
 };
 
 /// Something to read from.
+///
+/// ```cpp
+/// const auto count_bytes = [](TDataSource& source) {
+///     char block[8192];
+///     std::size_t all = 0;
+///     while (std::size_t count = source.Read(block, sizeof block))
+///         all += count;
+///     return all;
+/// };
+/// static_cast<void>(count_bytes);
+/// ```
 class TDataSource : public virtual IDataObject {
 public:
     const char* GetDesc() const override { return "Unknown Data Source"; }
@@ -48,7 +59,7 @@ public:
     virtual std::size_t Read(void* buffer, std::size_t size) = 0;
 };
 
-/// Something to write to.
+/// Something to write to. `Write` may take a part: see `write_all.h` for all of it.
 class TDataSink : public virtual IDataObject {
 public:
     const char* GetDesc() const override { return "Unknown Data Sink"; }

@@ -62,8 +62,18 @@ public:
 
 }  // namespace IMPL
 
-/// Reads a back end. `IsEof` compares position and size, which over `CSysFile` costs four seeks; `Read` is
-/// one read of the back end.
+/// Reads a back end. `IsEof` compares position and size, which over `CSysFile` costs two system calls; `Read`
+/// is one read of the back end.
+///
+/// ```cpp
+/// #include "orlo/files/sys_file.h"
+/// CSysFile file;
+/// file.Open("/etc/hostname"_lit, file_access::read);
+/// CGenericSeekableSource<CSysFile> source(file);
+/// char text[64];
+/// const std::size_t size = source.IsEof() ? 0 : source.Read(text, sizeof text);
+/// static_cast<void>(size);
+/// ```
 template <class Backend>
 class CGenericSeekableSource : public IMPL::generic_reader<IMPL::generic_seekable<TSeekableSource, Backend>> {
 public:

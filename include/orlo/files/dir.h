@@ -4,9 +4,11 @@
 #include <sys/stat.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
 #include <vector>
 
+#include "orlo/export.h"
 #include "orlo/strings/buffer.h"
 #include "orlo/strings/exceptions.h"
 #include "orlo/strings/shared_count.h"
@@ -24,24 +26,49 @@
 // | 20   | `CDir::GetAllSubDirs`: wraps what went wrong on the way                    |
 // | 21   | `PosixStat`: the status of a path cannot be told                           |
 //
-// A path is bytes: no encoding is looked at. It is separated by "/", and a backslash in a path that comes in
-// is taken for "/". A path with a zero byte inside names nothing (`EINVAL`).
+// A path is bytes, whatever they encode. It is separated by "/", and a backslash in a path that comes in is
+// taken for "/". A path with a zero byte inside names nothing (`EINVAL`).
 
 namespace Orlo {
 
+/// The codes of `dirExp`.
+namespace dir_code {
+enum : std::int32_t {
+    empty = 2,
+    missing = 3,
+    make_dir = 4,
+    remove_dir = 5,
+    remove_file = 6,
+    transfer_file = 7,
+    transfer_dir = 8,
+    duplicate_file = 9,
+    duplicate_dir = 10,
+    symbolic_link = 11,
+    working_dir = 12,
+    hard_link = 13,
+    temp_name = 14,
+    space = 15,
+    topology = 16,
+    read_dir = 18,
+    all_files = 19,
+    all_sub_dirs = 20,
+    status = 21,
+};
+}  // namespace dir_code
+
 /// The next entry of an open directory, null at the end. The entry is valid until the next call on `stream`.
 /// Throws `dirExp` 18 when the directory cannot be read.
-dirent* PosixReadDir(DIR* stream);
+ORLO_API dirent* PosixReadDir(DIR* stream);
 
 /// The status of what `path` names, links followed. Throws `dirExp` 21.
-void PosixStat(const stringEx& path, struct stat& out);
+ORLO_API void PosixStat(const stringEx& path, struct stat& out);
 
 /// Where an enumeration stands: an open directory, shared by all copies of the cursor; the last one closes
 /// it.
 ///
 /// An empty cursor begins with the first entry. Threads: one cursor, and all copies of it, belong to one
 /// thread at a time.
-class CDirCursor {
+class ORLO_API CDirCursor {
 public:
     CDirCursor() noexcept = default;
     CDirCursor(const CDirCursor& other) noexcept;
@@ -65,9 +92,19 @@ private:
 /// A directory: nothing more than its path, which is absolute, normalised and ends in "/". Empty until `Open`
 /// succeeded. Nothing is held open, so the directory may go away at any time.
 ///
+/// ```cpp
+/// CDir logs;
+/// logs.Open("~/logs"_lit, true);  // made if it is missing
+/// std::vector<stringEx> files;
+/// logs.GetAllFiles(files, "*.log"_lit, true);
+/// CDirCursor cursor;
+/// for (stringEx file; logs.NextFile(cursor, file);)
+///     files.push_back(file);
+/// ```
+///
 /// Threads: no lock; different objects may be used from different threads. Whatever makes a relative path
 /// absolute depends on the working directory of the moment, which is the whole process's.
-class CDir {
+class ORLO_API CDir {
 public:
     /// The separator of paths, its doubled form, all that is taken for one, and the one that is turned into
     /// it.
@@ -94,8 +131,8 @@ public:
     /// a directory, and "./" if it has no separator. Throws `dirExp` 2 for an empty path.
     static void GetPathDir(stringEx& path);
 
-    /// Replaces `path` with its name part: empty if it ends in "/" or names a directory, else what lies
-    /// behind the last "/". Throws `dirExp` 2 for an empty path.
+    /// Replaces `path` with its name part: empty if it ends in "/" or names a directory, else what
+    /// follows the last "/". Throws `dirExp` 2 for an empty path.
     static void GetPathFilename(stringEx& path);
 
     /// Sets `out` to the working directory, with a final "/". Throws `dirExp` 12.

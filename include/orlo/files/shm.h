@@ -5,9 +5,23 @@
 #include <cstdint>
 #include <functional>
 
+#include "orlo/export.h"
 #include "orlo/strings/exceptions.h"
 
 namespace Orlo {
+
+/// The codes of `shmemExp`.
+namespace shmem_code {
+enum : std::int32_t {
+    create = 1,  ///< `Create` can neither make nor open the region
+    size = 2,    ///< a region's size cannot be set
+    open = 3,    ///< `Open` does not find the region
+    state = 4,   ///< the state of a region found cannot be told
+    map = 5,     ///< a region cannot be mapped
+    close = 6,   ///< closing failed
+    remove = 7,  ///< the name cannot be removed
+};
+}  // namespace shmem_code
 
 /// What a view of shared memory may be used for: bits, to be added up. The first three are the system's own
 /// PROT_READ, PROT_WRITE and PROT_EXEC.
@@ -22,15 +36,20 @@ inline constexpr std::uint32_t ACCESS_COPY_ON_WRITE = 0x40000000;
 ///
 /// A name is one path component of at most 255 bytes, by custom with a "/" in front, which does not count.
 /// The object that made the region removes the name when it is destroyed; whoever has the region mapped keeps
-/// it. After a `fork` the maker is still the parent's object: the child's copy only unmaps and closes. A process that dies without destroying the object leaves the name behind, and the next `Create` opens
-/// that region, as old as it is.
+/// it. After a `fork` the maker is still the parent's object: the child's copy only unmaps and closes. A
+/// process that dies without destroying the object leaves the name behind, and the next `Create` opens that
+/// region, as old as it is.
+///
+/// ```cpp
+/// CShMem counters = CShMem::Create("/my_counters"_lit, 4096);
+/// auto* const first = static_cast<std::uint64_t*>(counters.GetAddress());
+/// *first += 1;  // seen by whoever has `CShMem::Open("/my_counters"_lit)`
+/// ```
 ///
 /// Threads: constant after construction. The bytes of the view are the users' to guard.
 ///
-/// Failures are `shmemExp`: code 1 for a region that cannot be made or found by `Create`, 2 for its size, 3
-/// for one that `Open` cannot find, 4 for the state of a region found, 5 for the mapping, 6 for closing, 7
-/// for removing the name. A failed construction leaves nothing behind.
-class CShMem {
+/// Failures are `shmemExp` with a code of `shmem_code`. A failed construction leaves nothing behind.
+class ORLO_API CShMem {
 public:
     /// Fills a region that a `Create` has just made, given its view.
     using preparation = std::function<void(void* view)>;

@@ -4,28 +4,41 @@
 
 #include <cstdint>
 
+#include "orlo/export.h"
 #include "orlo/strings/exceptions.h"
 
 namespace Orlo {
 
+/// The codes of `tlsExp`.
+namespace tls_code {
+enum : std::int32_t {
+    slot = 1,  ///< a slot can be neither had nor given back
+    set = 3,   ///< a value cannot be set
+};
+}  // namespace tls_code
+
 /// One pointer-sized value for each thread: 0 in a thread that has not set it. Nothing is freed when a thread
 /// ends.
 ///
+/// ```cpp
+/// static CTlsSlot depth;
+/// depth.SetValue(depth.GetValue() + 1);  // of this thread alone
+/// ```
+///
 /// Threads: every thread reads and writes its own value. The destructor must be alone.
 ///
-/// Failures are `tlsExp`: code 1 from construction and destruction, 3 from `SetValue`. The system has 1024
-/// slots for the whole process.
-class CTlsSlot {
+/// Failures are `tlsExp` with a code of `tls_code`. The system has 1024 slots for the whole process.
+class ORLO_API CTlsSlot {
 public:
-    /// Fails with code 1 when there is no slot left.
+    /// Throws `tls_code::slot` when there is no slot left.
     CTlsSlot();
-    /// Fails with code 1, but not while another exception is in flight.
+    /// Throws `tls_code::slot`, but not while another exception is in flight.
     ~CTlsSlot() noexcept(false);
     CTlsSlot(const CTlsSlot&) = delete;
     CTlsSlot& operator=(const CTlsSlot&) = delete;
 
-    std::uintptr_t GetValue() const noexcept;
-    /// Fails with code 3; the thread's value stays then.
+    [[nodiscard]] std::uintptr_t GetValue() const noexcept;
+    /// Throws `tls_code::set`; the thread's value stays then.
     void SetValue(std::uintptr_t value);
 
 private:
