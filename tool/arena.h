@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <vector>
 
+#include "orlo/rows/row.h"
+
 namespace tallycsv {
 
 /// Memory that is handed out piece by piece and given back as a whole. Pieces are aligned to 8 bytes and
@@ -15,29 +17,28 @@ public:
     CArena(const CArena&) = delete;
     CArena& operator=(const CArena&) = delete;
 
-    /// Bytes behind each piece that may be read, and mean nothing.
-    static constexpr std::size_t readable_behind = 32;
-
     /// Bytes of all blocks.
-    std::size_t size() const { return total_; }
+    std::size_t GetSize() const { return m_total; }
 
-    /// `size` bytes, uninitialised. Throws `std::bad_alloc`.
-    void* Allocate(std::size_t size) {
+    /// `size` bytes, uninitialised; as many bytes after them may be read as after cells of rows. Throws
+    /// `std::bad_alloc`.
+    [[nodiscard]] void* Allocate(std::size_t size) {
+        constexpr std::size_t readable_after = Orlo::csv_rows_view::readable_after;
         size = (size + 7) & ~std::size_t{7};
-        if (size + readable_behind > left_) _AddBlock(size + readable_behind);
-        void* const piece = next_;
-        next_ += size;
-        left_ -= size;
+        if (size + readable_after > m_left) _AddBlock(size + readable_after);
+        void* const piece = m_next;
+        m_next += size;
+        m_left -= size;
         return piece;
     }
 
 private:
     void _AddBlock(std::size_t at_least);
 
-    std::vector<void*> blocks_;
-    char* next_ = nullptr;
-    std::size_t left_ = 0;
-    std::size_t total_ = 0;
+    std::vector<void*> m_blocks;
+    char* m_next = nullptr;
+    std::size_t m_left = 0;
+    std::size_t m_total = 0;
 };
 
 }  // namespace tallycsv

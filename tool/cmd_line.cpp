@@ -5,21 +5,21 @@
 namespace tallycsv {
 
 bool CCmdLineParser::Load(int argc, char* argv[]) {
-    records_.clear();
-    switch_count_ = 0;
+    m_records.clear();
+    m_switch_count = 0;
     for (int i = 0; i < argc; ++i)
-        records_.push_back({stringEx(argv[i]), {}, {}});
-    for (std::size_t i = first_arg_; i < records_.size(); ++i)
-        _Split(records_[i]);
-    return !records_.empty();
+        m_records.push_back({stringEx(argv[i]), {}, {}});
+    for (std::size_t i = m_first_arg; i < m_records.size(); ++i)
+        _Split(m_records[i]);
+    return !m_records.empty();
 }
 
 void CCmdLineParser::_Split(CCmdLineRecord& record) {
     const stringEx& raw = record.raw;
-    if (!raw.first_in(switch_prefixes_) || raw.size() == 1) return;
+    if (!raw.first_in(m_switch_prefixes) || raw.size() == 1) return;
 
-    ++switch_count_;
-    const std::size_t separator = raw.view().find_first_of(value_separators_.view(), 1);
+    ++m_switch_count;
+    const std::size_t separator = raw.view().find_first_of(m_value_separators.view(), 1);
     if (separator == stringEx::npos) {
         record.name = raw.substr(1);
     } else {
@@ -30,8 +30,8 @@ void CCmdLineParser::_Split(CCmdLineRecord& record) {
 
 template <class Predicate>
 std::ptrdiff_t CCmdLineParser::_FindRecord(std::size_t nth, Predicate&& fits) const {
-    for (std::size_t i = first_arg_; i < records_.size(); ++i) {
-        if (fits(records_[i]) && nth-- == 0) return static_cast<std::ptrdiff_t>(i);
+    for (std::size_t i = m_first_arg; i < m_records.size(); ++i) {
+        if (fits(m_records[i]) && nth-- == 0) return static_cast<std::ptrdiff_t>(i);
     }
     return -1;
 }
@@ -43,18 +43,18 @@ std::ptrdiff_t CCmdLineParser::Find(const stringEx& name, std::size_t nth) const
 
 stringEx CCmdLineParser::GetValue(const stringEx& name, std::size_t nth) const {
     const std::ptrdiff_t index = Find(name, nth);
-    return index < 0 ? stringEx() : records_[static_cast<std::size_t>(index)].value;
+    return index < 0 ? stringEx() : m_records[static_cast<std::size_t>(index)].value;
 }
 
 stringEx CCmdLineParser::GetPositional(std::size_t nth) const {
     const std::ptrdiff_t index =
         _FindRecord(nth, [](const CCmdLineRecord& record) { return record.name.empty(); });
-    return index < 0 ? stringEx() : records_[static_cast<std::size_t>(index)].raw;
+    return index < 0 ? stringEx() : m_records[static_cast<std::size_t>(index)].raw;
 }
 
 std::size_t CCmdLineParser::GetPositionalCount() const {
-    const std::size_t taken = std::size_t{switch_count_} + first_arg_;
-    return records_.size() - std::min(taken, records_.size());
+    const std::size_t taken = std::size_t{m_switch_count} + m_first_arg;
+    return m_records.size() - std::min(taken, m_records.size());
 }
 
 }  // namespace tallycsv

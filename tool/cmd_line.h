@@ -21,14 +21,14 @@ struct CCmdLineRecord {
 /// Splits a command line into switches and positional arguments.
 ///
 /// An argument that begins with a switch prefix and is longer than it is a switch. Its value is joined to its
-/// name by a separator, as in -m:3 or -m=3; a value behind a blank is a further positional argument. Unknown
+/// name by a separator, as in -m:3 or -m=3; a value after a blank is a further positional argument. Unknown
 /// switches are accepted, and a switch may have an empty name (-:x).
 class CCmdLineParser {
 public:
     /// Rebuilds the records from `argv` and splits them. Returns whether there is any.
     bool Load(int argc, char* argv[]);
 
-    /// Index of the `nth` record (from 0) of that name, compared case by case; -1 if there is none, or if
+    /// Index of the `nth` record (from 0) of exactly that name, case included; -1 if there is none, or if
     /// `name` is empty.
     std::ptrdiff_t Find(const stringEx& name, std::size_t nth) const;
     /// That record's value, or the empty text.
@@ -44,11 +44,11 @@ private:
     template <class Predicate>
     std::ptrdiff_t _FindRecord(std::size_t nth, Predicate&& fits) const;
 
-    std::vector<CCmdLineRecord> records_;
-    stringEx switch_prefixes_ = "-"_lit;
-    stringEx value_separators_ = ":="_lit;
-    std::uint32_t switch_count_ = 0;
-    std::uint32_t first_arg_ = 1;  ///< records before it take no part in look-ups
+    std::vector<CCmdLineRecord> m_records;
+    stringEx m_switch_prefixes = "-"_lit;
+    stringEx m_value_separators = ":="_lit;
+    std::uint32_t m_switch_count = 0;
+    std::uint32_t m_first_arg = 1;  ///< records before it take no part in look-ups
 };
 
 }  // namespace tallycsv

@@ -9,7 +9,7 @@
 
 namespace tallycsv {
 
-void PrepareProcess() {
+void prepare_process() {
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
@@ -19,7 +19,7 @@ void PrepareProcess() {
     }
 }
 
-void PrintText(const Orlo::stringEx& text) {
+void print_text(const Orlo::stringEx& text) {
     Orlo::CSysFile console;
     console.Open(Orlo::console::output);
     std::size_t written = 0;

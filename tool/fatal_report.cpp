@@ -20,18 +20,18 @@ int report(std::string_view message) {
 
 }  // namespace
 
-int ReportFailure(const Orlo::rootExp& failure) {
+int report_failure(const Orlo::rootExp& failure) {
     const Orlo::stringEx message = failure.message().terminated();
     Orlo::LogFatal("main", "Orlo lib error:\n@ %s", message.c_str());
     return report(message.view());
 }
 
-int ReportFailure(const std::exception& failure) {
+int report_failure(const std::exception& failure) {
     Orlo::LogFatal("main", "vc runtime error:\n@ %s", failure.what());
     return report(failure.what());
 }
 
-int ReportUnknownFailure() {
+int report_unknown_failure() {
     return report("unknown system error");
 }
 

@@ -9,8 +9,8 @@ namespace tallycsv {
 // What is left to do when a failure reaches `main`: one report on standard error, and to the log if there is
 // one. Each returns the status that the process ends with, -1.
 
-int ReportFailure(const Orlo::rootExp& failure);
-int ReportFailure(const std::exception& failure);
-int ReportUnknownFailure();
+int report_failure(const Orlo::rootExp& failure);
+int report_failure(const std::exception& failure);
+int report_unknown_failure();
 
 }  // namespace tallycsv

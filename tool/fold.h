@@ -21,14 +21,15 @@ struct group_view {
 /// Folds rows whose first cells agree into one table of running sums. See fold.cpp.
 class CFold {
 public:
+    /// `key_columns` is at least 1.
     explicit CFold(std::uint32_t key_columns);
 
     /// Adds each row to its group. A row of fewer cells than the key is dropped without a trace.
     void AddRows(const Orlo::csv_rows_view& rows);
 
-    std::uint32_t key_columns() const { return key_columns_; }
+    std::uint32_t GetKeyColumns() const { return m_key_columns; }
     /// Cells of the widest row that was not dropped.
-    std::uint32_t max_columns() const { return max_columns_; }
+    std::uint32_t GetMaxColumns() const { return m_max_columns; }
 
     /// Visits the groups in the order of their keys.
     void ForEachGroup(const std::function<void(const group_view&)>& visit) const;
@@ -36,13 +37,13 @@ public:
 private:
     std::span<merge_key> _MakeKeys(const Orlo::csv_rows_view& rows, std::size_t begin, std::size_t end);
 
-    std::uint32_t key_columns_;
-    std::uint32_t max_columns_ = 0;
-    CMergeTable table_;
+    std::uint32_t m_key_columns;
+    std::uint32_t m_max_columns = 0;
+    CMergeTable m_table;
 
     // rows that are looked up together
-    std::vector<merge_key> keys_;
-    std::vector<char> key_bytes_;
+    std::vector<merge_key> m_keys;
+    std::vector<char> m_key_bytes;
 };
 
 }  // namespace tallycsv

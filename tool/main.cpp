@@ -8,12 +8,12 @@
 int main(int argc, char* argv[]) {
     try {
         std::setlocale(LC_ALL, "");
-        return tallycsv::Run(argc, argv);
+        return tallycsv::run(argc, argv);
     } catch (const Orlo::rootExp& failure) {
-        return tallycsv::ReportFailure(failure);
+        return tallycsv::report_failure(failure);
     } catch (const std::exception& failure) {
-        return tallycsv::ReportFailure(failure);
+        return tallycsv::report_failure(failure);
     } catch (...) {
-        return tallycsv::ReportUnknownFailure();
+        return tallycsv::report_unknown_failure();
     }
 }

@@ -1,8 +1,8 @@
 // An ordered tree of keys by their bytes: a radix tree whose nodes are as large as they need to be.
 //
-// A node looks at one byte of the key, the one at its depth, and has a child for each value that occurs
-// there. A stretch of bytes that all keys below a node share is not looked at: the node below it names a
-// larger depth. So a look-up compares no keys on its way down; the one group that it arrives at is compared
+// A node compares one byte of the key, the one at its depth, and has a child for each value that occurs
+// there. A stretch of bytes that all keys below a node share is skipped: the node below it names a larger
+// depth. So a look-up compares no keys on its way down; the one group that it arrives at is compared
 // once, whole. With the keys "ab 1 ", "ab 2 ", "ac 1 " the tree is
 //
 //     depth 1: b -> depth 3: 1 -> "ab 1 "
@@ -31,6 +31,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cassert>
 #include <cstring>
 #include <numeric>
 #include <vector>
@@ -75,7 +76,7 @@ namespace {
 
 constexpr int KEY_ENDS = -1;
 
-/// What of `key` a node at `depth` looks at: a byte, or that the key ends there.
+/// What a node at `depth` compares of a key: a byte, or that the key ends there.
 int byte_at(const char* bytes, std::uint32_t size, std::uint32_t depth) {
     return depth < size ? static_cast<unsigned char>(bytes[depth]) : KEY_ENDS;
 }
@@ -83,62 +84,64 @@ int byte_at(const char* bytes, std::uint32_t size, std::uint32_t depth) {
 }  // namespace
 
 /// Where the link of the child that `key` goes to stands in a node; null if there is none.
-inline CMergeTable::link* CMergeTable::slot_of(node* at, const merge_key& key) {
-    if (at->depth >= key.size) return &at->end;
-    const auto byte = static_cast<std::uint8_t>(key.bytes[at->depth]);
-    if (at->is_window()) return at->reaches(byte) ? &static_cast<window_node*>(at)->child(byte) : nullptr;
-    auto* const n = static_cast<small_node*>(at);
+inline CMergeTable::link* CMergeTable::_SlotOf(node* parent, const merge_key& key) {
+    if (parent->depth >= key.size) return &parent->end;
+    const auto byte = static_cast<std::uint8_t>(key.bytes[parent->depth]);
+    if (parent->is_window())
+        return parent->reaches(byte) ? &static_cast<window_node*>(parent)->child(byte) : nullptr;
+    auto* const n = static_cast<small_node*>(parent);
     const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(n->bytes));
     const __m128i same = _mm_cmpeq_epi8(bytes, _mm_set1_epi8(static_cast<char>(byte)));
     const auto hits = static_cast<std::uint32_t>(_mm_movemask_epi8(same));
     return hits == 0 ? nullptr : n->children() + std::countr_zero(hits);
 }
 
-/// Some child of a node. All groups below it share the bytes in front of the node's depth.
-CMergeTable::link CMergeTable::any_child(node* at) {
-    if (at->end != 0) return at->end;
-    if (!at->is_window()) return static_cast<small_node*>(at)->children()[0];
-    const link* const children = static_cast<window_node*>(at)->children();
-    return *std::find_if(children, children + at->mask + 1, [](link child) { return child != 0; });
+/// Some child of a node. All groups below it share the bytes before the node's depth.
+CMergeTable::link CMergeTable::_AnyChild(node* parent) {
+    if (parent->end != 0) return parent->end;
+    if (!parent->is_window()) return static_cast<small_node*>(parent)->children()[0];
+    const link* const children = static_cast<window_node*>(parent)->children();
+    return *std::find_if(children, children + parent->mask + 1, [](link child) { return child != 0; });
 }
 
-/// Where `key` goes on to. One that is missing goes to some neighbour, which `FindOrInsert` is going to look
-/// at; so a window takes a byte that it does not reach for one that it does.
-inline CMergeTable::link CMergeTable::step(node* at, const merge_key& key) {
+/// Where `key` goes on to. One that is missing goes to some neighbour, which `FindOrInsert` is going to visit;
+/// so a window takes a byte that it does not reach for one that it does.
+inline CMergeTable::link CMergeTable::_Step(node* parent, const merge_key& key) {
     link child = 0;
-    if (at->depth < key.size && at->is_window()) {
-        const auto byte = static_cast<std::uint8_t>(key.bytes[at->depth]);
-        child = static_cast<window_node*>(at)->child(byte);
-    } else if (const link* const slot = slot_of(at, key)) {
+    if (parent->depth < key.size && parent->is_window()) {
+        const auto byte = static_cast<std::uint8_t>(key.bytes[parent->depth]);
+        child = static_cast<window_node*>(parent)->child(byte);
+    } else if (const link* const slot = _SlotOf(parent, key)) {
         child = *slot;
     }
-    return child != 0 ? child : any_child(at);
+    return child != 0 ? child : _AnyChild(parent);
 }
 
-/// Asks for the memory of what `at` links to: a small node's bytes and children, or a group with its key.
-inline void CMergeTable::prefetch(link at) {
-    const char* const bytes = reinterpret_cast<const char*>(at & ~link{1});
+/// Asks for the memory of what `to` links to: a small node's bytes and children, or a group with its key.
+inline void CMergeTable::_Prefetch(link to) {
+    const char* const bytes = reinterpret_cast<const char*>(to & ~link{1});
     __builtin_prefetch(bytes);
     __builtin_prefetch(bytes + 64);
 }
 
 inline bool CMergeTable::_Matches(const merge_key& key, const merge_group& group) const {
     if (key.size != group.key_size) return false;
-    const char* const other = group.key_bytes(key_columns_);
-    const auto same = [&](std::uint32_t at) {
-        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(key.bytes + at));
-        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(other + at));
+    const char* const other = group.key_bytes(m_key_columns);
+    const auto same = [&](std::uint32_t offset) {
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(key.bytes + offset));
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(other + offset));
         return static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(a, b)));
     };
-    for (std::uint32_t at = 0; at < key.size; at += 32) {
-        const std::uint32_t differ = ~(same(at) | same(at + 16) << 16);
-        if (differ != 0) return static_cast<std::uint32_t>(std::countr_zero(differ)) + at >= key.size;
+    static_assert(Orlo::csv_rows_view::readable_after >= 32);
+    for (std::uint32_t offset = 0; offset < key.size; offset += 32) {
+        const std::uint32_t differ = ~(same(offset) | same(offset + 16) << 16);
+        if (differ != 0) return static_cast<std::uint32_t>(std::countr_zero(differ)) + offset >= key.size;
     }
     return true;
 }
 
 bool CMergeTable::_IsInCache() const {
-    return arena_.size() <= IN_CACHE;
+    return m_arena.GetSize() <= IN_CACHE;
 }
 
 void CMergeTable::Find(std::span<merge_key> keys) const {
@@ -148,40 +151,41 @@ void CMergeTable::Find(std::span<merge_key> keys) const {
 template <bool InCache>
 void CMergeTable::_Find(std::span<merge_key> keys) const {
     constexpr std::size_t in_flight = 64;
-    link at[in_flight];
+    link reached[in_flight];
     for (std::span<merge_key> now; !keys.empty(); keys = keys.subspan(now.size())) {
         now = keys.first(std::min(keys.size(), in_flight));
-        std::fill_n(at, now.size(), root_);
+        std::fill_n(reached, now.size(), m_root);
         // the keys on their way, a bit each
         std::uint64_t walking =
-            root_ == 0 || is_group(root_) ? 0 : ~std::uint64_t{0} >> (in_flight - now.size());
+            m_root == 0 || _IsGroup(m_root) ? 0 : ~std::uint64_t{0} >> (in_flight - now.size());
         while (walking != 0) {
             for (std::uint64_t left = walking; left != 0; left &= left - 1) {
                 const auto i = static_cast<unsigned>(std::countr_zero(left));
-                const link next = step(node_of(at[i]), now[i]);
-                if constexpr (!InCache) prefetch(next);
-                at[i] = next;
-                walking ^= std::uint64_t{is_group(next)} << i;
+                const link next = _Step(_NodeOf(reached[i]), now[i]);
+                if constexpr (!InCache) _Prefetch(next);
+                reached[i] = next;
+                walking ^= std::uint64_t{_IsGroup(next)} << i;
             }
         }
         for (std::size_t i = 0; i < now.size(); ++i)
-            now[i].group = at[i] != 0 && _Matches(now[i], *group_of(at[i])) ? group_of(at[i]) : nullptr;
+            now[i].group =
+                reached[i] != 0 && _Matches(now[i], *_GroupOf(reached[i])) ? _GroupOf(reached[i]) : nullptr;
     }
 }
 
 merge_group* CMergeTable::FindOrInsert(const merge_key& key) {
     merge_group* nearest = nullptr;
-    if (root_ != 0) {
-        link at = root_;
-        while (!is_group(at))
-            at = step(node_of(at), key);
-        nearest = group_of(at);
+    if (m_root != 0) {
+        link reached = m_root;
+        while (!_IsGroup(reached))
+            reached = _Step(_NodeOf(reached), key);
+        nearest = _GroupOf(reached);
         if (_Matches(key, *nearest)) return nearest;
     }
     merge_group* const group = _NewGroup(key);
     const link added = reinterpret_cast<link>(group) + 1;
     if (nearest == nullptr) {
-        root_ = added;
+        m_root = added;
     } else {
         _Insert(key, *nearest, added);
     }
@@ -191,15 +195,15 @@ merge_group* CMergeTable::FindOrInsert(const merge_key& key) {
 /// Puts `added` where `key` first differs from `nearest`, the group that it arrived at: all nodes above that
 /// byte are on the way of both.
 void CMergeTable::_Insert(const merge_key& key, const merge_group& nearest, link added) {
-    const char* const other = nearest.key_bytes(key_columns_);
+    const char* const other = nearest.key_bytes(m_key_columns);
     const std::uint32_t common = std::min(key.size, nearest.key_size);
     const auto depth =
         static_cast<std::uint32_t>(std::mismatch(key.bytes, key.bytes + common, other).first - key.bytes);
 
-    link* slot = &root_;
-    while (!is_group(*slot) && node_of(*slot)->depth < depth)
-        slot = slot_of(node_of(*slot), key);
-    if (is_group(*slot) || node_of(*slot)->depth != depth) {
+    link* slot = &m_root;
+    while (!_IsGroup(*slot) && _NodeOf(*slot)->depth < depth)
+        slot = _SlotOf(_NodeOf(*slot), key);
+    if (_IsGroup(*slot) || _NodeOf(*slot)->depth != depth) {
         const int one = byte_at(other, nearest.key_size, depth);
         const int two = byte_at(key.bytes, key.size, depth);
         const int lowest = one == KEY_ENDS || two == KEY_ENDS ? std::max(one, two) : std::min(one, two);
@@ -215,28 +219,28 @@ void CMergeTable::_Insert(const merge_key& key, const merge_group& nearest, link
 /// Gives the node at `slot` a child for `byte`, which it has none for yet; exchanges the node if it has no
 /// room.
 void CMergeTable::_AddChild(link* slot, int byte, link child) {
-    node* at = node_of(*slot);
+    node* parent = _NodeOf(*slot);
     if (byte == KEY_ENDS) {
-        at->end = child;
+        parent->end = child;
         return;
     }
     const auto key = static_cast<std::uint8_t>(byte);
     const auto has_room = [key](const node* n) {
         return n->is_window() ? n->reaches(key) : !static_cast<const small_node*>(n)->is_full();
     };
-    if (!has_room(at)) {
-        at = _Enlarge(at, key);
-        *slot = reinterpret_cast<link>(at);
+    if (!has_room(parent)) {
+        parent = _Enlarge(parent, key);
+        *slot = reinterpret_cast<link>(parent);
     }
-    put_child(at, key, child);
+    _PutChild(parent, key, child);
 }
 
-void CMergeTable::put_child(node* at, std::uint8_t byte, link child) {
-    if (at->is_window()) {
-        static_cast<window_node*>(at)->child(byte) = child;
+void CMergeTable::_PutChild(node* parent, std::uint8_t byte, link child) {
+    if (parent->is_window()) {
+        static_cast<window_node*>(parent)->child(byte) = child;
         return;
     }
-    auto* const n = static_cast<small_node*>(at);
+    auto* const n = static_cast<small_node*>(parent);
     if (n->count == 0) std::memset(n->bytes, byte, sizeof n->bytes);
     n->bytes[n->count] = byte;
     n->children()[n->count++] = child;
@@ -244,16 +248,16 @@ void CMergeTable::put_child(node* at, std::uint8_t byte, link child) {
 
 /// The children of a node with their bytes: in order in a window, unordered in one that searches.
 template <class Visit>
-void CMergeTable::for_each_child(const node* at, Visit visit) {
-    if (!at->is_window()) {
-        const auto* const n = static_cast<const small_node*>(at);
+void CMergeTable::_ForEachChild(const node* parent, Visit visit) {
+    if (!parent->is_window()) {
+        const auto* const n = static_cast<const small_node*>(parent);
         for (std::size_t i = 0; i < n->count; ++i)
             visit(n->bytes[i], n->children()[i]);
         return;
     }
-    const link* const children = static_cast<const window_node*>(at)->children();
-    for (std::size_t i = 0; i <= at->mask; ++i) {
-        if (children[i] != 0) visit(static_cast<std::uint8_t>(at->low + i), children[i]);
+    const link* const children = static_cast<const window_node*>(parent)->children();
+    for (std::size_t i = 0; i <= parent->mask; ++i) {
+        if (children[i] != 0) visit(static_cast<std::uint8_t>(parent->low + i), children[i]);
     }
 }
 
@@ -262,13 +266,13 @@ CMergeTable::node* CMergeTable::_Enlarge(const node* full, std::uint8_t byte) {
     std::size_t count = 1;
     std::uint8_t lowest = byte;
     std::uint8_t highest = byte;
-    for_each_child(full, [&](std::uint8_t b, link) {
+    _ForEachChild(full, [&](std::uint8_t b, link) {
         ++count;
         lowest = std::min(lowest, b);
         highest = std::max(highest, b);
     });
     node* const larger = _NewNode(full->depth, count, lowest, highest);
-    for_each_child(full, [&](std::uint8_t b, link child) { put_child(larger, b, child); });
+    _ForEachChild(full, [&](std::uint8_t b, link child) { _PutChild(larger, b, child); });
     larger->end = full->end;
     return larger;
 }
@@ -283,7 +287,7 @@ CMergeTable::node* CMergeTable::_NewNode(std::uint32_t depth, std::size_t count,
                            (count > SMALL_ROOM && window <= 4 * count);
     const std::size_t room = as_window ? window : count <= SMALL_ROOM ? SMALL_ROOM : MOST_SEARCHED;
     const std::size_t size = (as_window ? sizeof(window_node) : sizeof(small_node)) + room * sizeof(link);
-    auto* const made = static_cast<node*>(std::memset(arena_.Allocate(size), 0, size));
+    auto* const made = static_cast<node*>(std::memset(m_arena.Allocate(size), 0, size));
     made->depth = depth;
     if (as_window) {
         made->mask = static_cast<std::uint8_t>(window - 1);
@@ -295,34 +299,35 @@ CMergeTable::node* CMergeTable::_NewNode(std::uint32_t depth, std::size_t count,
 /// A group in one piece: head, sizes of cells, key, and at the end, aligned, the sums. The sums move when the
 /// group is widened.
 merge_group* CMergeTable::_NewGroup(const merge_key& key) {
-    const std::size_t sizes = (key_columns_ - 1) * sizeof(std::uint32_t);
+    const std::size_t sizes = (m_key_columns - 1) * sizeof(std::uint32_t);
     const std::size_t head = (sizeof(merge_group) + sizes + key.size + 7) & ~std::size_t{7};
-    const std::size_t sums = key.columns * sizeof(std::int64_t);
-    auto* const piece = static_cast<char*>(arena_.Allocate(head + sums));
+    const std::size_t sums = key.sum_cells * sizeof(std::int64_t);
+    auto* const piece = static_cast<char*>(m_arena.Allocate(head + sums));
     auto* const group = new (piece) merge_group{};
     group->sums = reinterpret_cast<std::int64_t*>(piece + head);
     std::memset(group->sums, 0, sums);
-    group->columns = key.columns;
+    group->sum_count = key.sum_cells;
     group->key_size = key.size;
     auto* const cell_sizes = reinterpret_cast<std::uint32_t*>(group + 1);
-    for (std::uint32_t i = 0; i + 1 < key_columns_; ++i)
+    for (std::uint32_t i = 0; i + 1 < m_key_columns; ++i)
         cell_sizes[i] = static_cast<std::uint32_t>(key.cells[i].length());
-    std::copy_n(key.bytes, key.size, const_cast<char*>(group->key_bytes(key_columns_)));
+    std::copy_n(key.bytes, key.size, const_cast<char*>(group->key_bytes(m_key_columns)));
     return group;
 }
 
-void CMergeTable::Widen(merge_group* group, std::uint32_t columns) {
-    auto* const sums = static_cast<std::int64_t*>(arena_.Allocate(columns * sizeof(std::int64_t)));
-    std::fill(std::copy_n(group->sums, group->columns, sums), sums + columns, 0);
+void CMergeTable::Widen(merge_group* group, std::uint32_t sum_count) {
+    assert(sum_count > group->sum_count);
+    auto* const sums = static_cast<std::int64_t*>(m_arena.Allocate(sum_count * sizeof(std::int64_t)));
+    std::fill(std::copy_n(group->sums, group->sum_count, sums), sums + sum_count, 0);
     group->sums = sums;
-    group->columns = columns;
+    group->sum_count = sum_count;
 }
 
 /// Appends the links of a node's children so that the first in order is the last on the stack.
-void CMergeTable::_PushChildren(const node* at, std::vector<link>& stack) const {
+void CMergeTable::_PushChildren(const node* parent, std::vector<link>& stack) const {
     const std::size_t first = stack.size();
-    if (!at->is_window()) {
-        const auto* const n = static_cast<const small_node*>(at);
+    if (!parent->is_window()) {
+        const auto* const n = static_cast<const small_node*>(parent);
         std::uint8_t order[MOST_SEARCHED];
         std::iota(order, order + n->count, std::uint8_t{0});
         std::sort(order, order + n->count,
@@ -330,14 +335,14 @@ void CMergeTable::_PushChildren(const node* at, std::vector<link>& stack) const 
         for (std::uint8_t i = 0; i < n->count; ++i)
             stack.push_back(n->children()[order[i]]);
     } else {
-        const link* const children = static_cast<const window_node*>(at)->children();
-        for (std::size_t i = at->mask + std::size_t{1}; i-- != 0;) {
+        const link* const children = static_cast<const window_node*>(parent)->children();
+        for (std::size_t i = parent->mask + std::size_t{1}; i-- != 0;) {
             if (children[i] != 0) stack.push_back(children[i]);
         }
     }
     for (std::size_t i = first; i < stack.size(); ++i)
-        prefetch(stack[i]);
-    if (at->end != 0) stack.push_back(at->end);
+        _Prefetch(stack[i]);
+    if (parent->end != 0) stack.push_back(parent->end);
 }
 
 /// Groups lie in memory in the order in which they came, so each visit in key order is a cache miss. A group
@@ -347,17 +352,17 @@ void CMergeTable::ForEach(const std::function<void(const merge_group&)>& visit) 
     const merge_group* asked[ahead];
     std::size_t met = 0;
     std::vector<link> stack;
-    if (root_ != 0) stack.push_back(root_);
+    if (m_root != 0) stack.push_back(m_root);
     while (!stack.empty()) {
-        const link at = stack.back();
+        const link next = stack.back();
         stack.pop_back();
-        if (!is_group(at)) {
-            _PushChildren(node_of(at), stack);
+        if (!_IsGroup(next)) {
+            _PushChildren(_NodeOf(next), stack);
             continue;
         }
-        prefetch(at);
+        _Prefetch(next);
         if (met >= ahead) visit(*asked[met % ahead]);
-        asked[met++ % ahead] = group_of(at);
+        asked[met++ % ahead] = _GroupOf(next);
     }
     for (std::size_t i = met - std::min(met, ahead); i < met; ++i)
         visit(*asked[i % ahead]);

@@ -14,11 +14,11 @@ namespace tallycsv {
 
 /// One group in the table: its key, how the key divides into cells, and its running sums.
 struct merge_group {
-    std::int64_t* sums;      ///< as many as `columns`
-    std::uint32_t columns;   ///< summed columns that some row of the group reached
-    std::uint32_t key_size;  ///< bytes of the key
+    std::int64_t* sums;       ///< one for each column after the key that some row of the group reached
+    std::uint32_t sum_count;  ///< so many
+    std::uint32_t key_size;   ///< bytes of the key
 
-    /// The sizes of all key cells but the last, which lie behind the group; behind them lies the key.
+    /// The sizes of all key cells but the last, which follow the group in memory; the key follows them.
     const std::uint32_t* cell_sizes() const { return reinterpret_cast<const std::uint32_t*>(this + 1); }
     const char* key_bytes(std::size_t key_columns) const {
         return reinterpret_cast<const char*>(cell_sizes() + key_columns - 1);
@@ -27,12 +27,9 @@ struct merge_group {
 
 /// What a row brings to the table: its key, made of its first cells, and the cells.
 struct merge_key {
-    /// Bytes behind a key that may be read, and mean nothing: keys are compared 32 bytes at a time.
-    static constexpr std::size_t readable_behind = 32;
-
-    const char* bytes;
+    const char* bytes;  ///< followed by `csv_rows_view::readable_after` that may be read
     std::uint32_t size;
-    std::uint32_t columns;        ///< cells behind those of the key
+    std::uint32_t sum_cells;      ///< cells after those of the key
     const Orlo::csv_cell* cells;  ///< of the whole row
     merge_group* group;           ///< what `CMergeTable::Find` found
 };
@@ -42,7 +39,7 @@ struct merge_key {
 class CMergeTable {
 public:
     /// Keys are made of `key_columns` (at least 1) cells.
-    explicit CMergeTable(std::uint32_t key_columns) : key_columns_(key_columns) {}
+    explicit CMergeTable(std::uint32_t key_columns) : m_key_columns(key_columns) {}
     CMergeTable(const CMergeTable&) = delete;
     CMergeTable& operator=(const CMergeTable&) = delete;
 
@@ -50,11 +47,11 @@ public:
     /// the table becomes null.
     void Find(std::span<merge_key> keys) const;
 
-    /// The group of `key`, which is made if there is none, with sums of 0 for the key's `columns`.
+    /// The group of `key`, which is made if there is none, with a sum of 0 for each of the key's `sum_cells`.
     merge_group* FindOrInsert(const merge_key& key);
 
-    /// Makes room for sums of `columns`, more than the group has; the new ones are 0.
-    void Widen(merge_group* group, std::uint32_t columns);
+    /// Makes room for `sum_count` sums, more than the group has; the new ones are 0.
+    void Widen(merge_group* group, std::uint32_t sum_count);
 
     /// Visits all groups in the order of their keys.
     void ForEach(const std::function<void(const merge_group&)>& visit) const;
@@ -66,16 +63,16 @@ private:
     /// A node, or a group if the lowest bit is set; 0 for none.
     using link = std::uintptr_t;
 
-    static bool is_group(link at) { return (at & 1) != 0; }
-    static merge_group* group_of(link at) { return reinterpret_cast<merge_group*>(at - 1); }
-    static node* node_of(link at) { return reinterpret_cast<node*>(at); }
-    static link* slot_of(node* at, const merge_key& key);
-    static link any_child(node* at);
-    static link step(node* at, const merge_key& key);
-    static void prefetch(link at);
-    static void put_child(node* at, std::uint8_t byte, link child);
+    static bool _IsGroup(link to) { return (to & 1) != 0; }
+    static merge_group* _GroupOf(link to) { return reinterpret_cast<merge_group*>(to - 1); }
+    static node* _NodeOf(link to) { return reinterpret_cast<node*>(to); }
+    static link* _SlotOf(node* parent, const merge_key& key);
+    static link _AnyChild(node* parent);
+    static link _Step(node* parent, const merge_key& key);
+    static void _Prefetch(link to);
+    static void _PutChild(node* parent, std::uint8_t byte, link child);
     template <class Visit>
-    static void for_each_child(const node* at, Visit visit);
+    static void _ForEachChild(const node* parent, Visit visit);
 
     template <bool InCache>
     void _Find(std::span<merge_key> keys) const;
@@ -86,11 +83,11 @@ private:
     void _Insert(const merge_key& key, const merge_group& nearest, link added);
     void _AddChild(link* slot, int byte, link child);
     node* _Enlarge(const node* full, std::uint8_t byte);
-    void _PushChildren(const node* at, std::vector<link>& stack) const;
+    void _PushChildren(const node* parent, std::vector<link>& stack) const;
 
-    std::uint32_t key_columns_;
-    link root_ = 0;
-    CArena arena_;
+    std::uint32_t m_key_columns;
+    link m_root = 0;
+    CArena m_arena;
 };
 
 }  // namespace tallycsv

@@ -8,7 +8,7 @@
 //
 // With AVX2 four cells go through this side by side and are added to their sums as they are; a minus sign
 // costs one of the eight characters there. Alone, a cell may have sixteen digits, taken in two steps. Blanks,
-// a plus sign, text behind the digits, and numbers that may saturate go the slow road, cell by cell.
+// a plus sign, text after the digits, and numbers that may saturate are left to `Orlo::parse_int64`, cell by cell.
 
 #include "number_cells.h"
 
@@ -18,6 +18,7 @@
 #include <string_view>
 
 #include "orlo/strings/buffer.h"
+#include "vector/instructions.h"
 
 namespace tallycsv {
 namespace {
@@ -27,6 +28,7 @@ constexpr std::uint64_t ZEROS = 0x3030303030303030u;
 /// The first `digits` (1 to 8) characters at `text` in the highest bytes, "0" below. Reads eight bytes.
 std::uint64_t load_right(const char* text, std::size_t digits) {
     std::uint64_t word;
+    static_assert(sizeof word <= Orlo::csv_rows_view::readable_after);
     std::memcpy(&word, text, sizeof word);
     return word << (64 - 8 * digits) | ZEROS >> (8 * digits - 8) >> 8;
 }
@@ -58,7 +60,7 @@ bool digits_to_value(const char* text, std::size_t digits, std::uint64_t& value)
     return false;
 }
 
-/// The number of one cell, behind which eight bytes can be read.
+/// The number of one cell.
 std::int64_t number_of(std::string_view cell) {
     if (cell.empty()) return 0;
     const bool minus = cell.front() == '-';
@@ -83,12 +85,15 @@ std::int64_t number_of(std::string_view cell) {
 void number_cells::add_one_by_one(std::span<const merge_key> rows, const char* base,
                                   std::size_t key_columns) {
     for (const merge_key& row : rows)
-        add_cells(base, row.cells + key_columns, row.columns, row.group->sums);
+        add_cells(base, row.cells + key_columns, row.sum_cells, row.group->sums);
 }
 
 namespace {
 
-/// Four cells in the order 0, 2, 1 and 3, the one in which vectors of their offsets come.
+static_assert(Orlo::csv_rows_view::spare_cells >= 3 && Orlo::csv_rows_view::readable_after >= 8);
+
+/// Four cells in the order 0, 2, 1 and 3, the one in which vectors of their offsets come. Up to three of them
+/// may be spare ones.
 struct four_cells {
     __m256i texts;  ///< the first eight bytes of each
     __m256i lengths;
@@ -110,7 +115,7 @@ struct four_cells {
 /// All bits set for the first so many cells, in that order.
 alignas(32) constexpr std::int64_t FIRST_CELLS[][4] = {{}, {-1}, {-1, 0, -1}, {-1, -1, -1}};
 
-/// The numbers of four cells in their own order; false if one needs the slow road.
+/// The numbers of four cells in their own order; false if one of them is for `Orlo::parse_int64`.
 [[gnu::target("avx2"), gnu::always_inline]] inline bool numbers_of(const four_cells& cells,
                                                                    __m256i& numbers) {
     const __m256i zeros = _mm256_set1_epi8('0');
@@ -121,7 +126,7 @@ alignas(32) constexpr std::int64_t FIRST_CELLS[][4] = {{}, {-1}, {-1, 0, -1}, {-
     const __m256i unused_bits = _mm256_sub_epi64(_mm256_set1_epi64x(64), digit_bits);
 
     // Shifts by 64 and more, or by less than 0, give 0. So an empty cell becomes all "0"; one of more
-    // than eight characters, or an empty one in front of a "-", gets zero bytes, which are no digits.
+    // than eight characters, or an empty one followed by a "-", gets zero bytes, which are no digits.
     const __m256i digits = _mm256_sllv_epi64(_mm256_srlv_epi64(cells.texts, sign_bits), unused_bits);
     const __m256i word = _mm256_or_si256(digits, _mm256_srlv_epi64(zeros, digit_bits));
     const __m256i values = _mm256_xor_si256(word, zeros);
@@ -151,7 +156,7 @@ alignas(32) constexpr std::int64_t FIRST_CELLS[][4] = {{}, {-1}, {-1, 0, -1}, {-
                                                         std::size_t key_columns) {
     for (const merge_key& row : rows) {
         const Orlo::csv_cell* cell = row.cells + key_columns;
-        const Orlo::csv_cell* const end = cell + row.columns;
+        const Orlo::csv_cell* const end = cell + row.sum_cells;
         std::int64_t* sums = row.group->sums;
         __m256i numbers;
         for (; end - cell >= 4; cell += 4, sums += 4) {
@@ -164,10 +169,11 @@ alignas(32) constexpr std::int64_t FIRST_CELLS[][4] = {{}, {-1}, {-1, 0, -1}, {-
         }
         const auto left = static_cast<std::size_t>(end - cell);
         if (left == 0) continue;
-        // those behind the row's last cell are looked at, too, and made empty
-        const __m256i wanted = _mm256_load_si256(reinterpret_cast<const __m256i*>(FIRST_CELLS[left]));
+        // those after the row's last cell are loaded, too, and made empty
+        const __m256i counted = _mm256_load_si256(reinterpret_cast<const __m256i*>(FIRST_CELLS[left]));
         const four_cells all = load(base, cell);
-        const four_cells some = {_mm256_and_si256(all.texts, wanted), _mm256_and_si256(all.lengths, wanted)};
+        const four_cells some = {_mm256_and_si256(all.texts, counted),
+                                 _mm256_and_si256(all.lengths, counted)};
         if (!numbers_of(some, numbers)) [[unlikely]] {
             add_cells(base, cell, left, sums);
             continue;
@@ -184,12 +190,13 @@ alignas(32) constexpr std::int64_t FIRST_CELLS[][4] = {{}, {-1}, {-1, 0, -1}, {-
 
 namespace {
 
-const auto chosen =
-    __builtin_cpu_supports("avx2") ? number_cells::add_by_fours : number_cells::add_one_by_one;
+const auto chosen = Orlo::IMPL::best_instructions() >= Orlo::IMPL::instructions::avx2
+                        ? number_cells::add_by_fours
+                        : number_cells::add_one_by_one;
 
 }  // namespace
 
-void AddNumbers(std::span<const merge_key> rows, const char* base, std::size_t key_columns) {
+void add_numbers(std::span<const merge_key> rows, const char* base, std::size_t key_columns) {
     chosen(rows, base, key_columns);
 }
 

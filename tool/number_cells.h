@@ -6,10 +6,10 @@
 
 namespace tallycsv {
 
-/// Adds the numbers of each row's cells behind the first `key_columns` to the sums of its group, which has at
+/// Adds the numbers of each row's cells after the first `key_columns` to the sums of its group, which has at
 /// least as many. `base` is what the cells' offsets count from. A cell's number is what `Orlo::parse_int64`
 /// makes of it; sums wrap.
-void AddNumbers(std::span<const merge_key> rows, const char* base, std::size_t key_columns);
+void add_numbers(std::span<const merge_key> rows, const char* base, std::size_t key_columns);
 
 namespace number_cells {
 

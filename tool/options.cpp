@@ -3,8 +3,6 @@
 namespace tallycsv {
 namespace {
 
-constexpr std::uint32_t DEFAULT_KEY_COLUMNS = 2;
-
 struct unit_name {
     const char* name;
     stat_unit unit;
@@ -26,26 +24,8 @@ std::uint32_t low_32_bits(const stringEx& text) {
     return static_cast<std::uint32_t>(text.to_uint64());
 }
 
-}  // namespace
-
-input_options ReadInputOptions(const CCmdLineParser& command) {
-    return {
-        .pattern = command.GetPositional(0),
-        .include_sub_dirs = command.Find("s"_lit, 0) != -1,
-        .skip_first_row = command.Find("i"_lit, 0) != -1,
-    };
-}
-
-run_options ReadRunOptions(const CCmdLineParser& command) {
-    run_options options;
-    const std::uint32_t columns = low_32_bits(command.GetValue("m"_lit, 0));
-    options.key_columns = columns == 0 ? DEFAULT_KEY_COLUMNS : columns;
-    options.output_path = command.GetValue("o"_lit, 0);
-    if (options.output_path.empty()) options.output_path = "merged.csv"_lit;
-    return options;
-}
-
-void ReadStatOptions(const CCmdLineParser& command, run_options& options) {
+/// -c, and if it is given -u and -f.
+void read_statistics(const CCmdLineParser& command, run_options& options) {
     const stringEx column = command.GetValue("c"_lit, 0);
     if (column.empty()) return;
 
@@ -54,6 +34,21 @@ void ReadStatOptions(const CCmdLineParser& command, run_options& options) {
     options.unit = unit_by_name(command.GetValue("u"_lit, 0));
     const stringEx decimals = command.GetValue("f"_lit, 0);
     if (!decimals.empty()) options.decimals = static_cast<std::int32_t>(decimals.to_int64());
+}
+
+}  // namespace
+
+run_options read_options(const CCmdLineParser& command) {
+    run_options options;
+    options.pattern = command.GetPositional(0);
+    options.include_sub_dirs = command.Find("s"_lit, 0) != -1;
+    options.skip_first_row = command.Find("i"_lit, 0) != -1;
+    const std::uint32_t columns = low_32_bits(command.GetValue("m"_lit, 0));
+    if (columns != 0) options.key_columns = columns;
+    const stringEx path = command.GetValue("o"_lit, 0);
+    if (!path.empty()) options.output_path = path;
+    read_statistics(command, options);
+    return options;
 }
 
 }  // namespace tallycsv

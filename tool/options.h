@@ -8,13 +8,6 @@
 
 namespace tallycsv {
 
-/// What to read.
-struct input_options {
-    stringEx pattern;
-    bool include_sub_dirs = false;  ///< -s
-    bool skip_first_row = false;    ///< -i, of every file
-};
-
 /// The unit of the grand total, by the codes of the unit table.
 enum class stat_unit : int {
     as_is = 0,
@@ -28,21 +21,21 @@ enum class stat_unit : int {
     t2 = 41
 };
 
-/// What to do with it.
+/// What the command line asks for.
 struct run_options {
     static constexpr std::uint64_t no_statistics = std::numeric_limits<std::uint64_t>::max();
 
+    stringEx pattern;
+    bool include_sub_dirs = false;              ///< -s
+    bool skip_first_row = false;                ///< -i, of every file
     std::uint32_t key_columns = 2;              ///< -m
-    stringEx output_path;                       ///< -o
+    stringEx output_path = "merged.csv"_lit;    ///< -o
     std::uint64_t stat_column = no_statistics;  ///< -c, from 0
     stat_unit unit = stat_unit::as_is;          ///< -u
     std::int32_t decimals = 2;                  ///< -f
 };
 
-input_options ReadInputOptions(const CCmdLineParser& command);
-/// Key columns and output path. The statistics are read later, when the output file exists.
-run_options ReadRunOptions(const CCmdLineParser& command);
-/// -c, and if it is given -u and -f.
-void ReadStatOptions(const CCmdLineParser& command, run_options& options);
+/// Whatever stands in a switch gives some value: reading options cannot fail.
+run_options read_options(const CCmdLineParser& command);
 
 }  // namespace tallycsv

@@ -26,9 +26,9 @@ private:
 
 }  // namespace
 
-std::int64_t WriteGroups(CFold& fold, Orlo::CCsvWriter& writer, std::uint64_t stat_column) {
-    const std::size_t key_columns = fold.key_columns();
-    const std::size_t columns = fold.max_columns();
+std::int64_t write_groups(CFold& fold, Orlo::CCsvWriter& writer, std::uint64_t stat_column) {
+    const std::size_t key_columns = fold.GetKeyColumns();
+    const std::size_t columns = fold.GetMaxColumns();
     const bool with_total = stat_column >= key_columns && stat_column < columns;
 
     std::vector<std::string_view> row(columns);

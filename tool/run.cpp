@@ -1,6 +1,6 @@
 // The road of a run, top down:
 //
-//   command line -> list of files -> options -> output file created -> rows folded -> groups written -> total
+//   command line -> options -> list of files -> output file created -> rows folded -> groups written -> total
 //
 // The input is listed before the output exists, and the output exists before any input is read: an output
 // file that the pattern matches is read as an empty input.
@@ -25,7 +25,10 @@
 namespace tallycsv {
 namespace {
 
-enum exit_status { DONE = 0, NO_FILE = 1, USAGE_SHOWN = -1 };
+enum exit_status { NO_FILE = 1, USAGE_SHOWN = -1 };
+
+constexpr bool WITH_HIDDEN_FILES = true;
+constexpr bool IGNORE_ERRORS = false;
 
 /// Folds all rows of a file. The parser is lent, since making one costs more than reading a small file.
 void fold_file(const Orlo::stringEx& path, bool skip_first_row, Orlo::CCsvParser& parser, CFold& fold) {
@@ -44,35 +47,33 @@ void fold_file(const Orlo::stringEx& path, bool skip_first_row, Orlo::CCsvParser
 
 }  // namespace
 
-int Run(int argc, char* argv[]) {
-    PrepareProcess();
+int run(int argc, char* argv[]) {
+    prepare_process();
 
     CCmdLineParser command;
     command.Load(argc, argv);
     if (command.GetPositionalCount() != 1) {
-        PrintUsage();
+        print_usage();
         return USAGE_SHOWN;
     }
-    const input_options input = ReadInputOptions(command);
+    run_options options = read_options(command);
 
     Orlo::CDir here;
     here.Open("."_lit);
     std::vector<Orlo::stringEx> files;
-    here.GetAllFiles(files, input.pattern, input.include_sub_dirs, true, false);
+    here.GetAllFiles(files, options.pattern, options.include_sub_dirs, WITH_HIDDEN_FILES, IGNORE_ERRORS);
     if (files.empty()) return NO_FILE;
 
-    run_options options = ReadRunOptions(command);
     here.ResolvePath(options.output_path);
     Orlo::CCsvWriter writer(options.output_path);
-    ReadStatOptions(command, options);
 
     CFold fold(options.key_columns);
     Orlo::CCsvParser parser;
     for (const Orlo::stringEx& path : files)
-        fold_file(path, input.skip_first_row, parser, fold);
+        fold_file(path, options.skip_first_row, parser, fold);
 
-    const std::int64_t total = WriteGroups(fold, writer, options.stat_column);
-    return PrintTotal(total, options);
+    const std::int64_t total = write_groups(fold, writer, options.stat_column);
+    return print_total(total, options);
 }
 
 }  // namespace tallycsv

@@ -35,7 +35,7 @@ std::optional<long double> divisor_of(stat_unit unit) {
 
 }  // namespace
 
-int PrintTotal(std::int64_t total, const run_options& options) {
+int print_total(std::int64_t total, const run_options& options) {
     if (options.stat_column == run_options::no_statistics) return DONE;
 
     stringEx text;
@@ -47,7 +47,7 @@ int PrintTotal(std::int64_t total, const run_options& options) {
         text.format(LONGEST_TOTAL, "%.*Lf", std::min(options.decimals, MOST_DECIMALS),
                     static_cast<long double>(total) / *divisor);
     }
-    PrintText(text);
+    print_text(text);
     return DONE;
 }
 

@@ -8,6 +8,6 @@ namespace tallycsv {
 
 /// Prints the grand total on standard output, without a newline, if statistics were asked for. Returns the
 /// exit status: 0, or 2 for a unit that is not in the table.
-int PrintTotal(std::int64_t total, const run_options& options);
+int print_total(std::int64_t total, const run_options& options);
 
 }  // namespace tallycsv

@@ -53,15 +53,15 @@ void append_version(Orlo::stringEx& text) {
 
 }  // namespace
 
-void PrintUsage() {
+void print_usage() {
     Orlo::stringEx banner("\n");
     banner.append(RULE).append("  CSV Tally Tool Ver ");
     append_version(banner);
     banner.append(" by Halvard / 2024\n");
     banner.append("                           ").append(WEB_ADDRESS).append('\n');
     banner.append(RULE);
-    PrintText(banner);
-    PrintText(Orlo::stringEx::borrow(USAGE));
+    print_text(banner);
+    print_text(Orlo::stringEx::borrow(USAGE));
 }
 
 }  // namespace tallycsv

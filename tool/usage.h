@@ -3,6 +3,6 @@
 namespace tallycsv {
 
 /// The usage text, on standard output.
-void PrintUsage();
+void print_usage();
 
 }  // namespace tallycsv

@@ -1,10 +1,11 @@
-// From bits to cells. Words hold some ten ends as a rule, so a dozen or sixteen cells are written whatever
-// there are, without a question between them, and those too many are written over by the next word's.
+// From bits to cells. A word holds some ten ends as a rule, so a dozen or sixteen cells are written at once,
+// however many ends there are, without a branch between them. Those too many are overwritten by the next
+// word's.
 
 #include "rows/csv_end_cells.h"
 
 #if defined(__GNUC__) && !defined(__clang__)
-// takes registers that its own headers leave undefined on purpose for mistakes
+// this compiler takes registers that its own headers leave undefined on purpose for mistakes
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #endif
 

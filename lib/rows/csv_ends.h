@@ -11,16 +11,16 @@ namespace Orlo::IMPL {
 struct csv_ends {
     std::uint64_t cells;
     std::uint64_t rows;          ///< those that end rows as well
-    std::uint64_t quoted_cells;  ///< those behind closing quotes
-    std::uint64_t doubles;       ///< quotes behind a quote of their cell's text
+    std::uint64_t quoted_cells;  ///< those after closing quotes
+    std::uint64_t doubles;       ///< the second of two quotes in a cell's text
 };
 
-/// What the text in front of a word says of the word's first bytes, as bits of these.
+/// What the text before a word says of the word's first bytes, as bits of these.
 struct csv_carry {
-    std::uint64_t in_quotes;     ///< all bits or none
-    std::uint64_t behind_quote;  ///< the byte behind a quote that closes, or is doubled
-    std::uint64_t cell_begins;   ///< the first byte of a cell
-    std::uint64_t skipped;       ///< the byte that belongs to a line end whatever it is
+    std::uint64_t in_quotes;    ///< all bits or none
+    std::uint64_t after_quote;  ///< the byte after a quote that closes, or is doubled
+    std::uint64_t cell_begins;  ///< the first byte of a cell
+    std::uint64_t skipped;      ///< the byte that belongs to a line end whatever it is
 };
 
 /// Finds out which marks of the words from number `word` on, up to byte number `size`, end cells and rows.

@@ -7,23 +7,24 @@
 //
 // A row is read by a machine of four states. Each character belongs to some of three classes (quote,
 // delimiter, first character of the line end; parameters may coincide, so a character can belong to several),
-// and `csv_step` alone says what a state does with it. Everything else that reads rows derives from it.
+// and `csv_step` alone says what a state does with it. The plain scanner calls it for each character. The fast
+// one does not: it is tested against the plain one.
 
 namespace Orlo::IMPL {
 
 enum class csv_state : std::uint8_t {
-    field_start,  ///< in front of a cell's first character
+    field_start,  ///< before a cell's first character
     plain,        ///< inside an unquoted cell, where a quote is text
-    quoted,       ///< behind an opening quote
-    quote_seen,   ///< behind a quote inside a quoted cell: its end, or the first of a doubled one
+    quoted,       ///< after an opening quote
+    quote_seen,   ///< after a quote inside a quoted cell: its end, or the first of a doubled one
 };
 
 enum class csv_action : std::uint8_t {
     skip,  ///< the character is no part of the text
     take,  ///< it belongs to the cell's text
-    cell,  ///< the cell ends in front of it
-    row,   ///< the cell and the row end in front of it; the rest of the line end is to be skipped
-    fail,  ///< the cell has ended, and the character has no business behind a closing quote
+    cell,  ///< the cell ends before it
+    row,   ///< the cell and the row end before it; the rest of the line end is to be skipped
+    fail,  ///< the cell has ended, and the character may not follow a closing quote
 };
 
 /// Classes of a character, as bits.

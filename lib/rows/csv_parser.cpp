@@ -5,17 +5,18 @@
 // each failure comes in its row's turn, and nothing is read before a row needs it.
 //
 // The bytes of the row being read lie in one piece: when a block is used up in the middle of a row, what
-// there is of the row is moved to the front of the buffer and the next block is read behind it. The scanner
-// keeps offsets only and goes on where it stopped. So a finished row can be looked at in place, and the
-// buffer never holds more than the row quota and one block.
+// there is of the row is moved to the front of the buffer and the next block is read after it. The scanner
+// keeps offsets only and goes on where it stopped. So a finished row can be used in place, and the buffer
+// never holds more than the row quota and one block.
 //
-// The quota is checked before each byte but for one that is not there: a row may take quota + 1 bytes, and
-// the failure comes with the next one, before it is read from the source, but after the source was asked for
-// its end. That is what `limit` in `_FindRow` does. It is the open row's limit; the rows behind it, which
-// are scanned up to there as well, have theirs further on.
+// The quota is checked before each byte that is there: a row may take quota + 1 bytes, and the failure comes
+// with the next one, before it is read from the source, but after the source was asked for its end. That is
+// what `limit` in `_MakeRowsReady` does. It is the open row's limit; the rows after it, which are scanned up to
+// there as well, have theirs further on.
 
 #include "orlo/rows/csv_parser.h"
 
+#include <cassert>
 #include <cstring>
 
 #include "orlo/data/generic_adapters.h"
@@ -27,25 +28,25 @@ namespace Orlo {
 namespace {
 
 constexpr failure<csvExp> OVER_QUOTA = {{
-    .code = 5,
+    .code = csv_code::row_quota,
     .head = "CCsvParser::GetNextRow - out of row length quota\n",
     .keys = {"  current quota = "},
 }};
 
 constexpr failure<csvExp> BAD_QUOTING = {{
-    .code = 1,
+    .code = csv_code::quoting,
     .head = "CCsvParser::GetNextRow - delimiter or line end mark not follow by end of qouter\n",
     .keys = {"  char    = ", "  expect  = ", "  content = "},
 }};
 
 constexpr failure<csvExp> UNCLOSED_FIELD = {{
-    .code = 1,
+    .code = csv_code::quoting,
     .head = "CCsvParser::GetNextRow - the last qouted field is not closed correctly\n",
     .keys = {"  content = "},
 }};
 
-/// Where blocks are read to. The system copies them out of whole pages, which takes twice the time to a place
-/// that lies some bytes behind the beginning of a page.
+/// The alignment of the place where blocks are read to. The system copies them out of whole pages, which takes
+/// twice the time to a place that lies some bytes past the beginning of a page.
 constexpr std::size_t BLOCK_ALIGNMENT = 64;
 
 /// Makes each doubled quote in `text` one; returns the length that is left.
@@ -55,11 +56,11 @@ std::size_t single_quotes(char* text, std::size_t length, char quote) {
     char* to = text;
     while (from < end) {
         const void* const found = std::memchr(from, quote, static_cast<std::size_t>(end - from));
-        const char* const behind = found != nullptr ? static_cast<const char*>(found) + 1 : end;
-        const auto size = static_cast<std::size_t>(behind - from);
+        const char* const after = found != nullptr ? static_cast<const char*>(found) + 1 : end;
+        const auto size = static_cast<std::size_t>(after - from);
         std::memmove(to, from, size);
         to += size;
-        from = behind + 1;
+        from = after + 1;
     }
     return static_cast<std::size_t>(to - text);
 }
@@ -68,8 +69,8 @@ void single_quotes(stringEx& text, char quote) {
     text.set_size(single_quotes(text.mutable_data(), text.size(), quote));
 }
 
-/// A text of the caller's, read like any other source: rows are made ready for use where they lie, so not in
-/// the caller's bytes.
+/// A text of the caller's, read like any other source: doubled quotes are made single where rows lie, and that
+/// may not happen in the caller's bytes.
 class text_source final : public TDataSource {
 public:
     explicit text_source(const byteEx& text) : text_(text) {}
@@ -91,7 +92,7 @@ private:
 
 }  // namespace
 
-CCsvParser::CCsvParser() : scanner_(std::make_unique<IMPL::csv_scanner>()) {}
+CCsvParser::CCsvParser() : m_scanner(std::make_unique<IMPL::csv_scanner>()) {}
 
 CCsvParser::CCsvParser(const stringEx& path, char delimiter, char quote, const stringEx& line_end,
                        std::uint32_t block_size)
@@ -106,15 +107,15 @@ CCsvParser::~CCsvParser() noexcept(false) = default;
 
 void CCsvParser::Attach(shared_ptr<TDataSource> source, char delimiter, char quote, const stringEx& line_end,
                         std::uint32_t block_size) {
-    source_ = std::move(source);
-    block_size_ = std::max<std::uint32_t>(block_size, 1);
-    buffer_.assign_reserve(block_size_ + csv_rows_view::readable_behind);
-    buffer_.set_size(0);
-    delimiter_ = delimiter;
-    quote_ = quote;
-    line_end_ = line_end.empty() ? "\n"_lit : line_end;
-    row_count_ = 0;
-    scanner_->set_marks({quote, delimiter, line_end_[0]}, line_end_.size() - 1);
+    m_source = std::move(source);
+    m_block_size = std::max<std::uint32_t>(block_size, 1);
+    m_buffer.assign_reserve(m_block_size + csv_rows_view::readable_after);
+    m_buffer.set_size(0);
+    m_delimiter = delimiter;
+    m_quote = quote;
+    m_line_end = line_end.empty() ? "\n"_lit : line_end;
+    m_row_count = 0;
+    m_scanner->set_marks({quote, delimiter, m_line_end[0]}, m_line_end.size() - 1);
 }
 
 void CCsvParser::Attach(byteEx& text, char delimiter, char quote, const stringEx& line_end) {
@@ -122,64 +123,65 @@ void CCsvParser::Attach(byteEx& text, char delimiter, char quote, const stringEx
 }
 
 void CCsvParser::SetRowQuota(std::uint64_t quota) noexcept {
-    if (quota == row_quota_) return;
-    row_quota_ = quota;
-    scanner_->scan_again();
+    if (quota == m_row_quota) return;
+    m_row_quota = quota;
+    m_scanner->forget_untaken_rows();
 }
 
 bool CCsvParser::GetNextRow(row_cells& row) {
-    const outcome what = _FindRows();
+    const outcome what = _MakeRowsReady();
     if (what == outcome::end) {
         row.clear();
         return false;
     }
     if (what == outcome::row) {
-        scanner_->take_row();
+        m_scanner->take_row();
         _CountRows();
     }
-    const std::span<const csv_cell> cells = scanner_->cells();
+    const std::span<const csv_cell> cells = m_scanner->cells();
     row.resize(cells.size());
     for (std::size_t i = 0; i < cells.size(); ++i)
         row[i].assign({_Text() + cells[i].begin, cells[i].length()});
-    const std::size_t first = scanner_->rows().front().cell;
-    for (const auto& doubled : scanner_->doubled_cells())
-        single_quotes(row[doubled.cell - first], quote_);
+    const std::size_t first = m_scanner->rows().front().cell;
+    for (const auto& doubled : m_scanner->doubled_cells())
+        single_quotes(row[doubled.cell - first], m_quote);
     if (what != outcome::row) _Raise(what);
     return true;
 }
 
 bool CCsvParser::GetNextRows(csv_rows_view& rows) {
     rows = {};
-    const outcome what = _FindRows();
+    const outcome what = _MakeRowsReady();
     if (what == outcome::end) return false;
     if (what != outcome::row) _Raise(what);
-    scanner_->take_rows(buffer_.size());
+    m_scanner->take_rows(m_buffer.size());
     _CountRows();
-    if (scanner_->any_doubled()) _SingleQuotes();
+    if (m_scanner->any_doubled()) _SingleQuotes();
+    assert(m_buffer.capacity() >= m_buffer.size() + csv_rows_view::readable_after);
     rows.base_ = _Text();
-    rows.cells_ = scanner_->all_cells();
-    rows.starts_ = scanner_->rows().data();
-    rows.count_ = scanner_->rows().size() - 1;
+    rows.cells_ = m_scanner->all_cells();
+    rows.starts_ = m_scanner->rows().data();
+    rows.count_ = m_scanner->rows().size() - 1;
     return true;
 }
 
 const char* CCsvParser::_Text() const {
-    return reinterpret_cast<const char*>(buffer_.data());
+    return reinterpret_cast<const char*>(m_buffer.data());
 }
 
 /// Rows were taken and are going to be handed out.
 void CCsvParser::_CountRows() {
-    row_count_ += static_cast<std::uint32_t>(scanner_->rows().size() - 1);
-    if (scanner_->end_byte() > buffer_.size()) _SkipLineEndRest();
+    m_row_count += static_cast<std::uint32_t>(m_scanner->rows().size() - 1);
+    if (m_scanner->end_byte() > m_buffer.size()) _SkipLineEndRest();
 }
 
 void CCsvParser::_SingleQuotes() {
-    char* const base = reinterpret_cast<char*>(buffer_.mutable_data());
-    for (const auto& doubled : scanner_->doubled_cells()) {
-        csv_cell& cell = scanner_->all_cells()[doubled.cell];
+    char* const base = reinterpret_cast<char*>(m_buffer.mutable_data());
+    for (const auto& doubled : m_scanner->doubled_cells()) {
+        csv_cell& cell = m_scanner->all_cells()[doubled.cell];
         char* const from = base + doubled.byte;
         if (doubled.more) {
-            cell.end = cell.begin + single_quotes(base + cell.begin, cell.length(), quote_);
+            cell.end = cell.begin + single_quotes(base + cell.begin, cell.length(), m_quote);
         } else {
             std::memmove(from, from + 1, static_cast<std::size_t>(base + cell.end - from - 1));
             --cell.end;
@@ -187,27 +189,27 @@ void CCsvParser::_SingleQuotes() {
     }
 }
 
-/// Sees to it that there are rows to take. Otherwise there are none any more, or the open row, which is taken
+/// Finds rows until there are some to take (`row`), the input has ended (`end`), or the open row, which is taken
 /// then, fails.
-CCsvParser::outcome CCsvParser::_FindRows() {
-    if (!source_) return outcome::end;
-    while (!scanner_->has_rows()) {
-        const std::uint64_t begin = scanner_->open_row_begin();
-        const std::uint64_t available = buffer_.size() - begin;
-        const std::uint64_t most = row_quota_ == UINT64_MAX ? row_quota_ : row_quota_ + 1;
+CCsvParser::outcome CCsvParser::_MakeRowsReady() {
+    if (!m_source) return outcome::end;
+    while (!m_scanner->has_rows()) {
+        const std::uint64_t begin = m_scanner->open_row_begin();
+        const std::uint64_t available = m_buffer.size() - begin;
+        const std::uint64_t most = m_row_quota == UINT64_MAX ? m_row_quota : m_row_quota + 1;
         const std::uint64_t limit = std::min(available, most);
-        switch (scanner_->scan(_Text(), begin + limit)) {
+        switch (m_scanner->scan(_Text(), begin + limit)) {
             case IMPL::csv_scanner::stop::rows:
                 continue;
             case IMPL::csv_scanner::stop::fail:
-                scanner_->take_open_row();
+                m_scanner->take_open_row();
                 return outcome::bad_quoting;
             case IMPL::csv_scanner::stop::used_up:
                 break;
         }
-        if (limit == available && source_->IsEof()) return _EndOfInput();
-        if (limit > row_quota_) {
-            scanner_->take_open_row();
+        if (limit == available && m_source->IsEof()) return _EndOfInput();
+        if (limit > m_row_quota) {
+            m_scanner->take_open_row();
             return outcome::over_quota;
         }
         if (!_Refill(begin)) return _EndOfInput();
@@ -216,62 +218,62 @@ CCsvParser::outcome CCsvParser::_FindRows() {
 }
 
 CCsvParser::outcome CCsvParser::_EndOfInput() {
-    switch (scanner_->state()) {
+    switch (m_scanner->state()) {
         case IMPL::csv_state::field_start:
             // only a delimiter leads back here within a row
-            if (scanner_->position() == scanner_->open_row_begin()) return outcome::end;
-            scanner_->push_empty_cell();
+            if (m_scanner->position() == m_scanner->open_row_begin()) return outcome::end;
+            m_scanner->push_empty_cell();
             break;
         case IMPL::csv_state::plain:
         case IMPL::csv_state::quote_seen:
-            scanner_->push_open_cell();
+            m_scanner->push_open_cell();
             break;
         case IMPL::csv_state::quoted:
-            scanner_->take_open_row();
+            m_scanner->take_open_row();
             return outcome::unclosed;
     }
-    scanner_->end_open_row();
+    m_scanner->end_open_row();
     return outcome::row;
 }
 
-/// Goes over the line end's further characters, which are not looked at, from block to block.
+/// Skips the line end's further characters unseen, from block to block.
 void CCsvParser::_SkipLineEndRest() {
-    while (scanner_->end_byte() > buffer_.size()) {
-        if (source_->IsEof() || !_Refill(scanner_->first_byte())) {
-            scanner_->open_row_at(buffer_.size());
+    while (m_scanner->end_byte() > m_buffer.size()) {
+        if (m_source->IsEof() || !_Refill(m_scanner->first_byte())) {
+            m_scanner->open_row_at(m_buffer.size());
             return;
         }
     }
 }
 
-/// Reads the next block behind what the buffer holds from `keep_from` on, which moves to the front. False at
+/// Reads the next block after what the buffer holds from `keep_from` on, which moves to the front. False at
 /// the end of the source.
 bool CCsvParser::_Refill(std::uint64_t keep_from) {
-    const std::size_t kept = buffer_.size() - keep_from;
-    buffer_.reserve_for_write(BLOCK_ALIGNMENT + kept + block_size_ + csv_rows_view::readable_behind);
-    unsigned char* const data = buffer_.mutable_data();
+    const std::size_t kept = m_buffer.size() - keep_from;
+    m_buffer.reserve_for_write(BLOCK_ALIGNMENT + kept + m_block_size + csv_rows_view::readable_after);
+    unsigned char* const data = m_buffer.mutable_data();
     const std::size_t front = (0 - reinterpret_cast<std::uintptr_t>(data + kept)) % BLOCK_ALIGNMENT;
     std::memmove(data + front, data + keep_from, kept);
-    buffer_.set_size(front + kept);
-    scanner_->text_moved(keep_from, front);
+    m_buffer.set_size(front + kept);
+    m_scanner->text_moved(keep_from, front);
 
-    const std::size_t got = source_->Read(data + front + kept, block_size_);
-    buffer_.set_size(front + kept + got);
+    const std::size_t got = m_source->Read(data + front + kept, m_block_size);
+    m_buffer.set_size(front + kept + got);
     return got != 0;
 }
 
 void CCsvParser::_Raise(outcome what) {
-    if (what == outcome::over_quota) OVER_QUOTA.raise({row_quota_});
+    if (what == outcome::over_quota) OVER_QUOTA.raise({m_row_quota});
 
-    const csv_cell cell = scanner_->open_cell();
+    const csv_cell cell = m_scanner->open_cell();
     stringEx content(_Text() + cell.begin, cell.length());
-    if (scanner_->open_cell_doubled()) single_quotes(content, quote_);
+    if (m_scanner->open_cell_doubled()) single_quotes(content, m_quote);
     if (what == outcome::unclosed) UNCLOSED_FIELD.raise({content});
 
-    const char found = _Text()[scanner_->position() - 1];
+    const char found = _Text()[m_scanner->position() - 1];
     stringEx found_text(&found, 1);
     found_text.append_format(16, " (%#x)", static_cast<unsigned>(int{found}));
-    BAD_QUOTING.raise({found_text, std::string_view(&delimiter_, 1), content});
+    BAD_QUOTING.raise({found_text, std::string_view(&m_delimiter, 1), content});
 }
 
 }  // namespace Orlo

@@ -5,9 +5,9 @@
 // (`end_cells`), and last the rows, and what quotes change in cells. Where 64 characters are out of the
 // ordinary, the plain one takes them.
 //
-// A call goes on until some rows were found, so its set-up and all questions about room and limits are paid
-// once for some dozens of rows. Both scanners stop at `limit` in any state and go on from there, so where
-// blocks meet makes no difference.
+// A call goes on until some rows were found, so its set-up and the checks of room and limits are paid once for
+// some dozens of rows. Both scanners stop at `limit` in any state and go on from there, so it makes no
+// difference where blocks meet.
 
 #include "rows/csv_scanner.h"
 
@@ -15,6 +15,7 @@
 #include <bit>
 
 namespace Orlo::IMPL {
+
 void csv_scanner::set_marks(const csv_marks& marks, std::size_t line_end_rest) {
     marks_ = marks;
     line_end_rest_ = line_end_rest;
@@ -25,10 +26,10 @@ void csv_scanner::set_marks(const csv_marks& marks, std::size_t line_end_rest) {
     classes_[static_cast<unsigned char>(marks.line_end)] |= csv_line_end;
     rows_[0] = {0, 0};
     first_taken_ = taken_ = found_ = 0;
-    scan_again();
+    forget_untaken_rows();
 }
 
-void csv_scanner::scan_again() noexcept {
+void csv_scanner::forget_untaken_rows() noexcept {
     found_ = taken_;
     count_ = rows_[found_].cell;
     while (!doubled_cells_.empty() && doubled_cells_.back().cell >= count_)
@@ -45,7 +46,7 @@ void csv_scanner::open_row_at(std::size_t at) noexcept {
 }
 
 void csv_scanner::text_moved(std::size_t from, std::size_t to) noexcept {
-    // offsets wrap, and those of what is gone are not looked at any more
+    // offsets wrap, and those of what is gone are not used any more
     const std::size_t by = to - from;
     for (csv_cell& cell : std::span(cells_).first(count_))
         cell = {cell.begin + by, cell.end + by};
@@ -167,7 +168,7 @@ std::size_t csv_scanner::scan_words(std::size_t begin, std::size_t size, std::si
     const std::size_t cell_begin = open_cell_begin();
     const std::uint64_t skipped = cell_begin > at ? 1 : 0;
     csv_carry carry{.in_quotes = state_ == csv_state::quoted ? ~std::uint64_t{0} : 0,
-                    .behind_quote = state_ == csv_state::quote_seen ? std::uint64_t{1} : 0,
+                    .after_quote = state_ == csv_state::quote_seen ? std::uint64_t{1} : 0,
                     .cell_begins = state_ == csv_state::field_start ? 1 + skipped : 0,
                     .skipped = skipped};
     const std::size_t end = find_ends(index_, size, word, line_end_rest_, carry, ends_.data());
@@ -176,7 +177,7 @@ std::size_t csv_scanner::scan_words(std::size_t begin, std::size_t size, std::si
     end_cells(ends, end - word, at, &cells_[count_], with_);
     with_ == instructions::baseline ? end_rows(at, ends, end - word) : end_rows_popcnt(at, ends, end - word);
     stop_at(std::min(begin + 64 * end, begin + size), cells_[count_].begin, carry.in_quotes != 0,
-            carry.behind_quote != 0);
+            carry.after_quote != 0);
     return end;
 }
 
@@ -232,12 +233,11 @@ std::size_t csv_scanner::open_cell_begin() const noexcept {
 }
 
 /// The scanner stands at `at`, in a cell that begins, with its opening quote, at `cell_begin`.
-void csv_scanner::stop_at(std::size_t at, std::size_t cell_begin, bool in_quotes,
-                          bool behind_quote) noexcept {
+void csv_scanner::stop_at(std::size_t at, std::size_t cell_begin, bool in_quotes, bool after_quote) noexcept {
     position_ = std::max(at, cell_begin);
     cell_begin_ = cell_begin;
     state_ = cell_begin >= at ? csv_state::field_start : csv_state::plain;
-    if (in_quotes || behind_quote) {
+    if (in_quotes || after_quote) {
         ++cell_begin_;
         quote_at_ = at - 1;
         state_ = in_quotes ? csv_state::quoted : csv_state::quote_seen;

@@ -9,7 +9,7 @@ namespace Orlo {
 namespace {
 
 constexpr failure<csvExp> SINK_IS_FULL = {{
-    .code = 6,
+    .code = csv_code::sink_full,
     .head = "CCsvWriter::Flush - the sink accepts no more bytes",
 }};
 
@@ -42,31 +42,31 @@ CCsvWriter::~CCsvWriter() noexcept(false) {
 void CCsvWriter::Attach(shared_ptr<TDataSink> sink, char delimiter, char quote, const stringEx& line_end,
                         std::uint32_t block_size) {
     Flush();
-    sink_ = std::move(sink);
-    buffer_ = &own_buffer_;
+    m_sink = std::move(sink);
+    m_buffer = &m_own_buffer;
     _Start(delimiter, quote, line_end, block_size);
 }
 
 void CCsvWriter::Attach(byteEx& text, char delimiter, char quote, const stringEx& line_end) {
     Flush();
-    sink_.reset();
-    buffer_ = &text;
+    m_sink.reset();
+    m_buffer = &text;
     _Start(delimiter, quote, line_end, default_block_size);
 }
 
 void CCsvWriter::_Start(char delimiter, char quote, const stringEx& line_end, std::uint32_t block_size) {
-    delimiter_ = delimiter;
-    quote_ = quote;
-    line_end_ = line_end.empty() ? "\n"_lit : line_end;
-    block_size_ = block_size;
-    rows_written_ = 0;
-    buffer_->assign_reserve(block_size);
-    buffer_->clear();
-    special_.fill(false);
-    special_[static_cast<unsigned char>(quote)] = true;
-    special_[static_cast<unsigned char>(delimiter)] = true;
-    for (const char c : line_end_)
-        special_[static_cast<unsigned char>(c)] = true;
+    m_delimiter = delimiter;
+    m_quote = quote;
+    m_line_end = line_end.empty() ? "\n"_lit : line_end;
+    m_block_size = block_size;
+    m_rows_written = 0;
+    m_buffer->assign_reserve(block_size);
+    m_buffer->clear();
+    m_special.fill(false);
+    m_special[static_cast<unsigned char>(quote)] = true;
+    m_special[static_cast<unsigned char>(delimiter)] = true;
+    for (const char c : m_line_end)
+        m_special[static_cast<unsigned char>(c)] = true;
 }
 
 void CCsvWriter::WriteRow(const row_cells& row) {
@@ -79,63 +79,63 @@ void CCsvWriter::WriteRow(std::span<const std::string_view> row) {
 
 template <class Cell>
 void CCsvWriter::_WriteCells(std::span<const Cell> row) {
-    if (rows_written_ != 0) {
-        _FlushBefore(line_end_.size());
-        buffer_->append(bytes_of(line_end_.view()), line_end_.size());
+    if (m_rows_written != 0) {
+        _FlushBefore(m_line_end.size());
+        m_buffer->append(bytes_of(m_line_end.view()), m_line_end.size());
     }
     bool first = true;
     for (const Cell& cell : row) {
-        if (!first) buffer_->append(static_cast<unsigned char>(delimiter_));
+        if (!first) m_buffer->append(static_cast<unsigned char>(m_delimiter));
         first = false;
         _WriteCell(view_of(cell));
     }
-    ++rows_written_;
+    ++m_rows_written;
 }
 
 void CCsvWriter::_WriteCell(std::string_view cell) {
-    const bool quoted = quoting_ == csv_quoting::always ||
-                        (quoting_ == csv_quoting::if_special_or_empty && cell.empty()) || _HasSpecial(cell);
+    const bool quoted = m_quoting == csv_quoting::always ||
+                        (m_quoting == csv_quoting::if_special_or_empty && cell.empty()) || _HasSpecial(cell);
     if (quoted) {
         _WriteQuoted(cell);
     } else {
         _FlushBefore(cell.size());
-        buffer_->append(bytes_of(cell), cell.size());
+        m_buffer->append(bytes_of(cell), cell.size());
     }
 }
 
 bool CCsvWriter::_HasSpecial(std::string_view cell) const noexcept {
     for (const char c : cell) {
-        if (special_[static_cast<unsigned char>(c)]) return true;
+        if (m_special[static_cast<unsigned char>(c)]) return true;
     }
     return false;
 }
 
 void CCsvWriter::_WriteQuoted(std::string_view cell) {
-    _Put(quote_);
+    _Put(m_quote);
     for (const char c : cell) {
-        if (c == quote_) _Put(quote_);
+        if (c == m_quote) _Put(m_quote);
         _Put(c);
     }
-    _Put(quote_);
+    _Put(m_quote);
 }
 
 /// Hands the block over if `bytes` more would fill it.
 void CCsvWriter::_FlushBefore(std::size_t bytes) {
-    if (sink_ && buffer_->size() + bytes >= block_size_) Flush();
+    if (m_sink && m_buffer->size() + bytes >= m_block_size) Flush();
 }
 
 void CCsvWriter::_Put(char c) {
-    buffer_->append(static_cast<unsigned char>(c));
-    if (sink_ && buffer_->size() >= block_size_) Flush();
+    m_buffer->append(static_cast<unsigned char>(c));
+    if (m_sink && m_buffer->size() >= m_block_size) Flush();
 }
 
 void CCsvWriter::Flush() {
-    if (!sink_) return;
-    while (!buffer_->empty()) {
-        const std::size_t taken = sink_->Write(buffer_->data(), buffer_->size());
+    if (!m_sink) return;
+    while (!m_buffer->empty()) {
+        const std::size_t taken = m_sink->Write(m_buffer->data(), m_buffer->size());
         if (taken == 0) SINK_IS_FULL.raise();
-        const byteEx rest = buffer_->substr_view(taken);
-        buffer_->assign(rest.view());
+        const byteEx rest = m_buffer->substr_view(taken);
+        m_buffer->assign(rest.view());
     }
 }
 

@@ -2,10 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
+#include <array>
 
-#include "orlo/rows/csv_parser.h"
-#include "rows/block_source.h"
+#include "support/expect_throw.h"
 
 namespace Orlo {
 namespace {
@@ -23,13 +22,6 @@ public:
     }
     void Flush() override {}
 
-    std::string all() const {
-        std::string text;
-        for (const std::string& write : writes)
-            text += write;
-        return text;
-    }
-
     std::vector<std::string> writes;
     std::size_t most = SIZE_MAX;
     bool failing = false;
@@ -37,71 +29,51 @@ public:
 
 using rows = std::vector<row_cells>;
 
+std::string written(const byteEx& bytes) {
+    return {bytes.begin(), bytes.end()};
+}
+
 TEST(CsvWriter, QuotesByMode) {
-    struct row {
-        rows input;
-        const char* by_mode[3];
-    };
-    const row table[] = {
+    const std::pair<rows, std::array<const char*, 3>> table[] = {
         {{}, {"", "", ""}},
         {{{"a", "b"}, {"c"}}, {"a,b\r\nc", "a,b\r\nc", "\"a\",\"b\"\r\n\"c\""}},
-        {{{"", ""}}, {",", "\"\",\"\"", "\"\",\"\""}},
-        {{{""}, {""}}, {"\r\n", "\"\"\r\n\"\"", "\"\"\r\n\"\""}},
+        {{{""}, {"", ""}}, {"\r\n,", "\"\"\r\n\"\",\"\"", "\"\"\r\n\"\",\"\""}},
         {{{}, {"a"}, {}}, {"\r\na\r\n", "\r\na\r\n", "\r\n\"a\"\r\n"}},
         {{{"a,b", "a\"b", "a\nb", "a\rb"}},
          {"\"a,b\",\"a\"\"b\",\"a\nb\",\"a\rb\"", "\"a,b\",\"a\"\"b\",\"a\nb\",\"a\rb\"",
           "\"a,b\",\"a\"\"b\",\"a\nb\",\"a\rb\""}},
-        {{{"a;b c\tд"}}, {"a;b c\tд", "a;b c\tд", "\"a;b c\tд\""}},
     };
-    for (const row& r : table) {
+    for (const auto& [input, by_mode] : table) {
         for (std::uint32_t mode = 0; mode < 3; ++mode) {
-            const auto sink = shared_ptr<recording_sink>::make();
             byteEx memory;
-            {
-                CCsvWriter to_sink;
-                to_sink.Attach(sink, ',', '"', "\r\n"_lit, 4);
-                to_sink.SetQuoting(static_cast<csv_quoting>(mode));
-                CCsvWriter to_memory;
-                to_memory.Attach(memory);
-                to_memory.SetQuoting(static_cast<csv_quoting>(mode));
-                for (const row_cells& cells : r.input) {
-                    to_sink.WriteRow(cells);
-                    to_memory.WriteRow(cells);
-                }
-                EXPECT_EQ(to_sink.GetRowsWritten(), r.input.size());
-            }
-            EXPECT_EQ(sink->all(), r.by_mode[mode]);
-            EXPECT_EQ(std::string(memory.begin(), memory.end()), r.by_mode[mode]);
+            CCsvWriter writer;
+            writer.Attach(memory);
+            writer.SetQuoting(static_cast<csv_quoting>(mode));
+            for (const row_cells& cells : input)
+                writer.WriteRow(cells);
+            EXPECT_EQ(writer.GetRowsWritten(), input.size());
+            EXPECT_EQ(written(memory), by_mode[mode]);
         }
     }
 }
 
-// When a block is handed over: in front of a line end or an unquoted cell that would fill it, and in the
-// middle of a quoted cell.
+// When a block is handed over: before a line end or an unquoted cell that would fill it, and in the middle of
+// a quoted cell.
 TEST(CsvWriter, HandsBlocksOverAtTheirSize) {
-    struct row {
-        rows input;
-        std::vector<std::string> writes;
-    };
-    const row table[] = {
-        {{{"123456"}}, {"123456"}},
-        {{{"1234567"}}, {"1234567"}},
-        {{{"12", "34", "56"}}, {"12,34,", "56"}},
-        {{{"12345"}, {"6"}}, {"12345\r\n", "6"}},
-        {{{"123456789012", "3"}}, {"123456789012,", "3"}},
-        {{{"1", "123456789012"}}, {"1,", "123456789012"}},
-        {{{"a,b\"c,d,e"}}, {"\"a,b\"\"c,", "d,e\""}},
+    const std::pair<rows, std::vector<std::string>> table[] = {
+        {{{"12", "34", "56"}}, {"12,34,", "56"}},   {{{"12345"}, {"6"}}, {"12345\r\n", "6"}},
+        {{{"123456"}, {"7"}}, {"123456", "\r\n7"}}, {{{"1", "123456789012"}}, {"1,", "123456789012"}},
         {{{"123,567"}}, {"\"123,567", "\""}},
     };
-    for (const row& r : table) {
+    for (const auto& [input, writes] : table) {
         const auto sink = shared_ptr<recording_sink>::make();
         {
             CCsvWriter writer;
             writer.Attach(sink, ',', '"', "\r\n"_lit, 8);
-            for (const row_cells& cells : r.input)
+            for (const row_cells& cells : input)
                 writer.WriteRow(cells);
         }
-        EXPECT_EQ(sink->writes, r.writes);
+        EXPECT_EQ(sink->writes, writes);
     }
 }
 
@@ -120,13 +92,8 @@ TEST(CsvWriter, FailuresOfTheSink) {
 
     writer.WriteRow(row_cells{"x"});
     sink->most = 0;
-    try {
-        writer.Flush();
-        ADD_FAILURE() << "a sink that takes nothing must not hang the writer";
-    } catch (const csvExp& failure) {
-        EXPECT_EQ(failure.message(), "CCsvWriter::Flush - the sink accepts no more bytes");
-        EXPECT_EQ(failure.code(), 6);
-    }
+    EXPECT_FAILURE(writer.Flush(), csvExp, csv_code::sink_full,
+                   "CCsvWriter::Flush - the sink accepts no more bytes");
     sink->most = SIZE_MAX;
 
     sink->failing = true;
@@ -148,46 +115,10 @@ TEST(CsvWriter, AttachWritesOutWhatWasPending) {
     writer.WriteRow(row_cells{"a"});
     byteEx memory(reinterpret_cast<const unsigned char*>("old"), 3);
     writer.Attach(memory, ';', '\'', ""_lit);
-    EXPECT_EQ(first->all(), "a");
+    EXPECT_EQ(first->writes, std::vector<std::string>{"a"});
     writer.WriteRow(row_cells{"x", "it's"});
     writer.WriteRow(row_cells{"y\r"});
-    EXPECT_EQ(std::string(memory.begin(), memory.end()), "x;'it''s'\ny\r");
-}
-
-// Random rows survive writing and reading in every quoting mode, at random block sizes.
-TEST(CsvWriter, RoundTripsThroughTheParser) {
-    const unsigned seed = std::random_device{}();
-    SCOPED_TRACE(seed);
-    std::mt19937 random(seed);
-    for (int round = 0; round < 600; ++round) {
-        rows written(1 + random() % 8);
-        for (row_cells& row : written) {
-            row.resize(1 + random() % 6);
-            for (stringEx& cell : row) {
-                for (std::size_t n = random() % 12; n != 0; --n)
-                    cell.append("\",\r\nab1 "[random() % 8]);
-            }
-            // a row of one empty cell at the end leaves no trace without quotes
-            if (round % 3 == 0 && row.size() == 1 && row[0].empty()) row[0].append('x');
-        }
-        const auto sink = shared_ptr<recording_sink>::make();
-        {
-            CCsvWriter writer;
-            writer.Attach(sink, ',', '"', "\r\n"_lit, 1 + random() % 40);
-            writer.SetQuoting(static_cast<csv_quoting>(round % 3));
-            for (const row_cells& row : written)
-                writer.WriteRow(row);
-        }
-        const std::string text = sink->all();
-        CCsvParser parser;
-        parser.Attach(shared_ptr<testing_support::block_source>::make(text), ',', '"', "\r\n"_lit,
-                      1 + random() % 40);
-        rows read;
-        row_cells row;
-        while (parser.GetNextRow(row))
-            read.push_back(row);
-        ASSERT_EQ(read, written) << text;
-    }
+    EXPECT_EQ(written(memory), "x;'it''s'\ny\r");
 }
 
 }  // namespace

@@ -1,11 +1,10 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include "rows/csv_machine.h"
 
 namespace Orlo::testing_support {
 
@@ -24,59 +23,41 @@ struct dialect {
     std::uint64_t quota = 0xFFFF;
 };
 
-/// The slow obvious parser: one character at a time through the grammar, the field built as it goes.
+/// The slow obvious parser: one character at a time, the field built as it goes. It shares nothing with the
+/// library's.
 inline parsed_text parse_obviously(std::string_view text, const dialect& d) {
-    using namespace Orlo::IMPL;
     parsed_text result;
-    std::size_t at = 0;
-    for (;;) {
+    for (std::size_t at = 0;;) {
+        const std::size_t begin = at;
         std::vector<std::string> row;
         std::string field;
-        csv_state state = csv_state::field_start;
-        bool after_delimiter = false;
-        bool done = false;
-        for (std::uint64_t count = 0; !done; ++count) {
+        enum { start, plain, quoted, quote_seen } state = start;
+        for (bool row_ends = false; !row_ends;) {
             if (at == text.size()) {
-                if (state == csv_state::quoted) {
-                    result.failure = "unclosed: " + field;
-                    return result;
-                }
-                if (state != csv_state::field_start || after_delimiter) row.push_back(field);
-                if (row.empty()) return result;
+                if (state == quoted) return {result.rows, "unclosed: " + field};
+                if (at == begin) return result;
+                row.push_back(field);
                 break;
             }
-            if (count > d.quota) {
-                result.failure = "quota";
-                return result;
-            }
+            if (at - begin > d.quota) return {result.rows, "quota"};
             const char c = text[at++];
-            std::uint8_t classes = csv_text;
-            if (c == d.quote) classes |= csv_quote;
-            if (c == d.delimiter) classes |= csv_delimiter;
-            if (c == d.line_end[0]) classes |= csv_line_end;
-            after_delimiter = c == d.delimiter;
-            if (state == csv_state::field_start) field.clear();
-            const csv_transition step = csv_step(state, classes);
-            switch (step.action) {
-                case csv_action::skip:
-                    break;
-                case csv_action::take:
-                    field.push_back(c);
-                    break;
-                case csv_action::cell:
-                    row.push_back(field);
-                    field.clear();
-                    break;
-                case csv_action::row:
-                    row.push_back(field);
-                    at = std::min(text.size(), at + d.line_end.size() - 1);
-                    done = true;
-                    break;
-                case csv_action::fail:
-                    result.failure = std::string("quoting: ") + c + field;
-                    return result;
+            if (state == quoted && c != d.quote) {
+                field += c;
+            } else if (c == d.quote && state != plain) {
+                if (state == quote_seen) field += c;
+                state = state == quoted ? quote_seen : quoted;
+            } else if (c == d.delimiter || c == d.line_end[0]) {
+                row.push_back(field);
+                field.clear();
+                state = start;
+                row_ends = c != d.delimiter;
+            } else if (state == quote_seen) {
+                return {result.rows, std::string("quoting: ") + c + field};
+            } else {
+                field += c;
+                state = plain;
             }
-            state = step.next;
+            if (row_ends) at = std::min(text.size(), at + d.line_end.size() - 1);
         }
         result.rows.push_back(row);
     }

@@ -88,10 +88,10 @@ TEST(CommandLine, LastResorts) {
     tallycsv::run_options options;
     options.stat_column = 0;
     options.unit = static_cast<tallycsv::stat_unit>(12);
-    EXPECT_EQ(tallycsv::PrintTotal(1, options), 2);
+    EXPECT_EQ(tallycsv::print_total(1, options), 2);
 
     testing::internal::CaptureStderr();
-    EXPECT_EQ(tallycsv::ReportUnknownFailure(), -1);
+    EXPECT_EQ(tallycsv::report_unknown_failure(), -1);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "## [FATAL ERROR]: unknown system error\n");
 }
 

@@ -13,6 +13,7 @@
 #include "orlo/rows/csv_parser.h"
 #include "orlo/rows/csv_writer.h"
 #include "output.h"
+#include "vector/instructions.h"
 
 namespace tallycsv {
 namespace {
@@ -40,7 +41,7 @@ merged fold_while_reading(Orlo::byteEx input, std::uint32_t key_columns, std::ui
     Orlo::byteEx output;
     Orlo::CCsvWriter writer;
     writer.Attach(output);
-    const std::int64_t total = WriteGroups(fold, writer, stat_column);
+    const std::int64_t total = write_groups(fold, writer, stat_column);
     return {{output.begin(), output.end()}, total};
 }
 
@@ -144,7 +145,7 @@ merge_key key_of(std::string_view text) {
 
 /// Puts `keys` into a table in their order and checks look-ups and the visit against an ordered map.
 void check_table(const std::vector<std::string>& keys) {
-    const std::string padding(merge_key::readable_behind, '#');
+    const std::string padding(Orlo::csv_rows_view::readable_after, '#');
     CMergeTable table(1);
     std::map<std::string, merge_group*> expected;
     for (const std::string& key : keys) {
@@ -234,11 +235,13 @@ TEST(NumberCells, AgreeWithTheNumberParser) {
         ASSERT_TRUE(parser.GetNextRows(rows));
         const Orlo::csv_row_view row = rows[0];
         ASSERT_EQ(row.size(), cells + 1);
-        for (const auto way : {number_cells::add_one_by_one, number_cells::add_by_fours, AddNumbers}) {
-            if (way == number_cells::add_by_fours && !__builtin_cpu_supports("avx2")) continue;
+        for (const auto way : {number_cells::add_one_by_one, number_cells::add_by_fours, add_numbers}) {
+            if (way == number_cells::add_by_fours &&
+                Orlo::IMPL::best_instructions() < Orlo::IMPL::instructions::avx2)
+                continue;
             std::vector<std::int64_t> sums(cells, INT64_MAX);
             merge_group group{sums.data(), static_cast<std::uint32_t>(cells), 0};
-            const merge_key key{nullptr, 0, group.columns, row.cells().data(), &group};
+            const merge_key key{nullptr, 0, group.sum_count, row.cells().data(), &group};
             way({&key, 1}, row.base(), 1);
             for (std::size_t i = 0; i < cells; ++i) {
                 const std::int64_t number = Orlo::parse_int64(Orlo::stringEx(row[i + 1]));

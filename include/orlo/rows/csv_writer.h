@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "orlo/data/data_object.h"
+#include "orlo/export.h"
 #include "orlo/rows/row.h"
 #include "orlo/strings/exceptions.h"
 #include "orlo/strings/shared_ptr.h"
@@ -21,15 +22,22 @@ enum class csv_quoting : std::uint32_t {
 
 /// Formats rows of cells and hands them to a sink in blocks. The counterpart of `CCsvParser`.
 ///
-/// The line end separates rows: there is none behind the last one. What a quoted cell holds is written as it
+/// ```cpp
+/// CCsvWriter writer("prices.csv");
+/// writer.WriteRow({"tea, green", "350"});  // "tea, green",350
+/// writer.WriteRow({"milk", "89"});
+/// writer.Flush();  // or leave it to the destructor, which reports a failure alike
+/// ```
+///
+/// The line end separates rows: there is none after the last one. What a quoted cell holds is written as it
 /// is, with each quote character twice.
 ///
-/// Failures of the sink pass through. What the sink did not take stays in the block. A sink that takes
-/// nothing although it has room to is a `csvExp` of code 6. The destructor flushes and may throw, unless an
-/// exception is in flight.
+/// Failures of the sink pass through. What the sink did not take stays in the block. A sink that takes no
+/// bytes and gives no reason is a `csvExp` of `csv_code::sink_full`, 6. The destructor flushes and may throw,
+/// unless an exception is in flight.
 ///
 /// Threads: a writer belongs to one thread at a time.
-class CCsvWriter {
+class ORLO_API CCsvWriter {
 public:
     static constexpr std::uint32_t default_block_size = 8192;
 
@@ -50,7 +58,7 @@ public:
     /// The same, collecting in `text`, which is emptied and which the caller keeps alive.
     void Attach(byteEx& text, char delimiter = ',', char quote = '"', const stringEx& line_end = "\r\n"_lit);
 
-    void SetQuoting(csv_quoting mode) noexcept { quoting_ = mode; }
+    void SetQuoting(csv_quoting mode) noexcept { m_quoting = mode; }
 
     /// Formats one row. A row without cells writes at most the line end before it, and counts.
     void WriteRow(const row_cells& row);
@@ -60,7 +68,7 @@ public:
     void Flush();
 
     /// Rows written since the writer was attached.
-    std::uint64_t GetRowsWritten() const noexcept { return rows_written_; }
+    [[nodiscard]] std::uint64_t GetRowsWritten() const noexcept { return m_rows_written; }
 
 private:
     void _Start(char delimiter, char quote, const stringEx& line_end, std::uint32_t block_size);
@@ -72,16 +80,16 @@ private:
     void _FlushBefore(std::size_t bytes);
     void _Put(char c);
 
-    std::uint64_t rows_written_ = 0;
-    char quote_ = '"';
-    char delimiter_ = ',';
-    stringEx line_end_ = "\r\n"_lit;
-    shared_ptr<TDataSink> sink_;
-    csv_quoting quoting_ = csv_quoting::if_special;
-    std::uint32_t block_size_ = default_block_size;
-    byteEx own_buffer_;
-    byteEx* buffer_ = &own_buffer_;
-    std::array<bool, 256> special_{};
+    std::uint64_t m_rows_written = 0;
+    char m_quote = '"';
+    char m_delimiter = ',';
+    stringEx m_line_end = "\r\n"_lit;
+    shared_ptr<TDataSink> m_sink;
+    csv_quoting m_quoting = csv_quoting::if_special;
+    std::uint32_t m_block_size = default_block_size;
+    byteEx m_own_buffer;
+    byteEx* m_buffer = &m_own_buffer;
+    std::array<bool, 256> m_special{};
 };
 
 }  // namespace Orlo

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -9,6 +10,15 @@
 #include "orlo/strings/buffer.h"
 
 namespace Orlo {
+
+/// The codes of `csvExp`.
+namespace csv_code {
+enum : std::int32_t {
+    quoting = 1,    ///< text follows a closing quote, or the input ends inside a quoted cell
+    row_quota = 5,  ///< a row is longer than its quota
+    sink_full = 6,  ///< a sink takes no bytes and gives no reason
+};
+}  // namespace csv_code
 
 /// One row of cells, each an owned text that may be shared on.
 using row_cells = std::vector<stringEx>;
@@ -26,13 +36,14 @@ struct csv_row_start {
     std::uint64_t byte;
 };
 
-/// Cells of one row, looked at where they were read.
+/// The cells of one row where they were read, without a copy. `csv_rows_view` shows its use.
 class csv_row_view {
 public:
     csv_row_view(const char* base, std::span<const csv_cell> cells) noexcept : base_(base), cells_(cells) {}
 
     std::size_t size() const noexcept { return cells_.size(); }
     std::string_view operator[](std::size_t index) const noexcept {
+        assert(index < size());
         return {base_ + cells_[index].begin, cells_[index].length()};
     }
     /// What the cells' offsets count from, and the cells.
@@ -44,19 +55,31 @@ private:
     std::span<const csv_cell> cells_;
 };
 
-/// Rows that follow each other, looked at where they were read, without a copy. They are valid until the
-/// parser that found them reads on.
+/// Rows that follow each other, where they were read, without a copy. They are valid until the parser that
+/// found them reads on.
 ///
-/// For clients that take several bytes or cells at once: at least `readable_behind` bytes behind each cell
-/// may be read, and behind each row's last cell stand `spare_cells` more, of this row's successor or none's,
-/// whose bytes may be read just so. They mean nothing.
+/// ```cpp
+/// #include "orlo/rows/csv_parser.h"
+/// CCsvParser parser("prices.csv");
+/// csv_rows_view rows;
+/// std::int64_t total = 0;
+/// while (parser.GetNextRows(rows)) {
+///     for (std::size_t i = 0; i < rows.size(); ++i)
+///         total += rows[i].size() > 1 ? parse_int64(stringEx::borrow(rows[i][1])) : 0;
+/// }
+/// ```
+///
+/// Clients may take several bytes or cells at once: at least `readable_after` bytes after each cell may be
+/// read, and after each row's last cell stand `spare_cells` more, of the next row or of none, whose bytes may
+/// be read in the same way. They mean nothing.
 class csv_rows_view {
 public:
-    static constexpr std::size_t readable_behind = 32;
+    static constexpr std::size_t readable_after = 32;
     static constexpr std::size_t spare_cells = 3;
 
     std::size_t size() const noexcept { return count_; }
     csv_row_view operator[](std::size_t index) const noexcept {
+        assert(index < size());
         return {base_, {cells_ + starts_[index].cell, cells_ + starts_[index + 1].cell}};
     }
     const char* base() const noexcept { return base_; }
