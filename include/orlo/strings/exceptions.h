@@ -86,6 +86,11 @@ struct logExp : auxExp {
     using auxExp::auxExp;
 };
 
+/// `CRegEx`, `CWRegEx`.
+struct regexExp : auxExp {
+    using auxExp::auxExp;
+};
+
 /// System services.
 struct syssrvExp : utilExp {
     using utilExp::utilExp;
