@@ -114,8 +114,10 @@ int open_flags(const open_request& request) {
 /// failure.
 int open_somehow(const open_request& request, int& flags) {
     const auto try_open = [&](int with) {
-        return call_with_path(request.path,
-                              [&](const char* path) { return ::open(path, with, request.permissions); });
+        return call_with_path(request.path, [&](const char* path) {
+            return request.folder == AT_FDCWD ? ::open(path, with, request.permissions)
+                                              : ::openat(request.folder, path, with, request.permissions);
+        });
     };
     const int descriptor = try_open(flags);
     if (descriptor >= 0 || (flags & O_DIRECT) == 0 || errno != EINVAL) return descriptor;

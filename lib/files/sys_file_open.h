@@ -34,6 +34,8 @@ struct open_request {
     file_sharing sharing;
     std::uint32_t permissions;
     std::uint32_t options;
+    /// The open folder that a relative path begins in.
+    int folder = AT_FDCWD;
 };
 
 /// Opens a file with advice, sharing and close-on-exec. Throws `sysfileExp` 4.

@@ -20,7 +20,18 @@
 // | 2    | an empty path, or no home directory for a path that begins with "~/"       |
 // | 3    | `CDir::Open`: no such directory                                            |
 // | 4    | `CDir::MakeDir`: a directory cannot be made                                |
+// | 5    | `CDir::RemoveDir`                                                          |
+// | 6    | `CDir::RemoveFile`, `DeleteFile`                                           |
+// | 7    | `CDir::TransferFile`                                                       |
+// | 8    | `CDir::TransferDir`                                                        |
+// | 9    | `CDir::DuplicateFile`                                                      |
+// | 10   | `CDir::DuplicateDir`                                                       |
+// | 11   | `CDir::MakeSymbolicLink`                                                   |
 // | 12   | `CDir::GetPwd`: the working directory cannot be told                       |
+// | 13   | `CDir::MakeHardLink`                                                       |
+// | 14   | `CDir::GenTempFileName`, `GenTempFileNameInSysTempDir`                     |
+// | 15   | `CDir::GetSpaceInfo`                                                       |
+// | 16   | `CDir::GetStorageTopology`                                                 |
 // | 18   | `PosixReadDir`: a directory cannot be read                                 |
 // | 19   | `CDir::GetAllFiles`: wraps what went wrong on the way                      |
 // | 20   | `CDir::GetAllSubDirs`: wraps what went wrong on the way                    |
@@ -55,6 +66,10 @@ enum : std::int32_t {
     status = 21,
 };
 }  // namespace dir_code
+
+/// How `CDir::BackupFile` takes a file: by a copy, which leaves it, or by moving it; with or without making
+/// sure that the backup is on the device.
+enum class backup_mode : std::int32_t { copy = 0, copy_flushed = 1, move = 2, move_flushed = 3 };
 
 /// The next entry of an open directory, null at the end. The entry is valid until the next call on `stream`.
 /// Throws `dirExp` 18 when the directory cannot be read.
@@ -199,10 +214,151 @@ public:
 
     // --- changing the file system ------------------------------------------------------------------------
 
+    // Each operation has a narrow and a wide form; the wide one converts its paths by the system's encoding.
+    // They take no lock beyond the sharing modes of the files they open, and change nothing before they are
+    // known to be able to begin.
+
     /// Makes the directory `path`, and with `recursive` all missing levels above it, with permissions 0777
     /// less the process's mask. A directory that is there already is no failure. Throws `dirExp` 2 for an
     /// empty path and 4.
     static void MakeDir(const stringEx& path, bool recursive = false);
+    static void MakeDir(const wstringEx& path, bool recursive = false);
+
+    /// Removes the directory `path`, first its files with `removeSubFiles`, and with `removeSubDirs` its sub
+    /// directories in the same way. Nothing happens if there is no such directory. Links, pipes and sockets
+    /// count as files; a link is removed and never entered. What cannot go in the end, such as a path that is
+    /// a link, "/", "x/." or a mount point, fails before anything is removed. Throws `dirExp` 2 and 5.
+    static void RemoveDir(const stringEx& path, bool removeSubFiles = false, bool removeSubDirs = false);
+    static void RemoveDir(const wstringEx& path, bool removeSubFiles = false, bool removeSubDirs = false);
+
+    /// Removes the file `path`, or the link to one. Nothing happens if it is no regular file. Throws `dirExp`
+    /// 6.
+    static void RemoveFile(const stringEx& path);
+    static void RemoveFile(const wstringEx& path);
+
+    /// The same for a path that is made absolute. With `force`, a file that its directory does not let go gets
+    /// one more try while the owner has all rights on the directory. Throws `dirExp` 6.
+    static void DeleteFile(const stringEx& path, bool force = false);
+    static void DeleteFile(const wstringEx& path, bool force = false);
+
+    /// Moves a file, a link or a pipe; both paths are made absolute. False if something is there already and
+    /// `overwrite` is not set. A file moved onto itself stays as it is. The target is a link to the source
+    /// where the system can make one, and else, with `allowCopy`, a copy with its mode, times and, if the
+    /// process may, its owner. At any moment the target's path has the old file or the whole new one, and the
+    /// source is there until it does; a process that is killed may leave a hidden file ".orlo-*.tmp" beside
+    /// the target. `reserved` has no effect. Throws `dirExp` 7.
+    static bool TransferFile(const stringEx& source, const stringEx& target, bool overwrite = false,
+                             bool reserved = false, bool allowCopy = true);
+    static bool TransferFile(const wstringEx& source, const wstringEx& target, bool overwrite = false,
+                             bool reserved = false, bool allowCopy = true);
+
+    /// Moves a directory with all in it; both paths are made absolute, and missing levels above the target are
+    /// made. False if the target exists and `overwrite` is not set; with it, what both have is taken from the
+    /// source. Links stay links. Each file moves as `TransferFile` does, and a directory is removed only when
+    /// it is empty. Throws `dirExp` 8, and for one of its files 7 or 4.
+    static bool TransferDir(const stringEx& source, const stringEx& target, bool overwrite = false,
+                            bool allowCopy = true);
+    static bool TransferDir(const wstringEx& source, const wstringEx& target, bool overwrite = false,
+                            bool allowCopy = true);
+
+    /// Copies the content of a file; both paths are made absolute. False if the target exists and `overwrite`
+    /// is not set. A new file has the source's permissions, and is removed again if the copy fails. An old one
+    /// keeps its own, and if it was longer than the source it keeps its tail. With `flush` the data are on the
+    /// device afterwards. Throws `dirExp` 9, as when others hold one of the two.
+    static bool DuplicateFile(const stringEx& source, const stringEx& target, bool overwrite = false,
+                              bool flush = false);
+    static bool DuplicateFile(const wstringEx& source, const wstringEx& target, bool overwrite = false,
+                              bool flush = false);
+
+    /// Copies a directory: its files with `copySubFiles`, as `DuplicateFile` does, and with `recursive` its
+    /// sub directories, which keep their permissions. Links are copied as links, pipes are made anew. The
+    /// target must not lie in the source. Otherwise as `TransferDir`. Throws `dirExp` 10, and for one of its
+    /// files 9 or 4.
+    static bool DuplicateDir(const stringEx& source, const stringEx& target, bool overwrite = false,
+                             bool copySubFiles = true, bool recursive = true, bool flush = false);
+    static bool DuplicateDir(const wstringEx& source, const wstringEx& target, bool overwrite = false,
+                             bool copySubFiles = true, bool recursive = true, bool flush = false);
+
+    /// Makes `newPath` a symbolic link to `oldPath`, which is taken as it stands. With any of the last three a
+    /// link could not say what is meant, and `newPath` becomes a shell script: it has the `extraLines`, changes
+    /// into `workFolder`, and runs `oldPath` with `arguments`, a piece of shell text, and with those that it is
+    /// given itself. Whatever is at `newPath` stays. Throws `dirExp` 2 and 11.
+    static void MakeSymbolicLink(const stringEx& newPath, const stringEx& oldPath,
+                                 const stringEx& arguments = {}, const std::vector<stringEx>& extraLines = {},
+                                 const stringEx& workFolder = {});
+    static void MakeSymbolicLink(const wstringEx& newPath, const wstringEx& oldPath,
+                                 const wstringEx& arguments = {},
+                                 const std::vector<wstringEx>& extraLines = {},
+                                 const wstringEx& workFolder = {});
+
+    /// Makes `newPath` one more name of the file `oldPath`. Throws `dirExp` 2 and 13.
+    static void MakeHardLink(const stringEx& newPath, const stringEx& oldPath);
+    static void MakeHardLink(const wstringEx& newPath, const wstringEx& oldPath);
+
+    /// Makes an empty file with a name of its own in `baseDir`, which reserves the name, and returns its path.
+    /// Throws `dirExp` 14.
+    [[nodiscard]] static stringEx GenTempFileName(const stringEx& baseDir);
+    [[nodiscard]] static wstringEx GenTempFileName(const wstringEx& baseDir);
+    /// The same in `GetSysTempDir`.
+    [[nodiscard]] static stringEx GenTempFileNameInSysTempDir();
+
+    /// Where temporary files go: the environment's TMPDIR as it stands, else "/tmp/" or "/var/tmp/", else
+    /// "./tmp/", whether that exists or not.
+    [[nodiscard]] static stringEx GetSysTempDir();
+
+    /// Sets `content` to that of a file, which is narrow, wide (4 bytes a character, a last part filled up
+    /// with zeros) or bytes. A file that grows meanwhile gives what it had at first; one whose size the system
+    /// does not know gives nothing, see `ReadProcFile`. Throws `dirExp` 2, and `sysfileExp`, as for a
+    /// directory; `content` is empty then.
+    template <class T>
+    static void ReadFile(const stringEx& path, basic_buffer<T>& content);
+    template <class T>
+    static void ReadFile(const wstringEx& path, basic_buffer<T>& content);
+
+    /// Writes a file anew, or with `append` at its end; it is made if it is missing. It is opened exclusively,
+    /// so that whoever shares it meanwhile makes this fail before anything is written. With `flush` the data
+    /// are on the device afterwards. What stops the process meanwhile leaves a part. Throws `dirExp` 2 and
+    /// `sysfileExp`.
+    template <class T>
+    static void WriteFile(const stringEx& path, const basic_buffer<T>& content, bool flush = false,
+                          bool append = false);
+    template <class T>
+    static void WriteFile(const wstringEx& path, const basic_buffer<T>& content, bool flush = false,
+                          bool append = false);
+
+    /// Keeps what `file` is now in `backupDir` under the name "@YYYYMMDD_HHMMSS." and its own, and removes the
+    /// oldest backups but `keepCount`; with 0 none is made and all go. A copy is not made twice within a second;
+    /// a file that is moved gets the next free second. No backup is ever there in part. A backup that cannot be
+    /// removed is told to the log at debug level. Throws `dirExp` 7 and 9, and what `CDir::Open` throws.
+    static void BackupFile(const stringEx& backupDir, const stringEx& file, std::uint32_t keepCount,
+                           backup_mode mode = backup_mode::copy);
+    static void BackupFile(const wstringEx& backupDir, const wstringEx& file, std::uint32_t keepCount,
+                           backup_mode mode = backup_mode::copy);
+
+    /// Moves the newest backup of `file` that can be moved to its place. False if there is none; `file` is as it
+    /// was then. Each that cannot be moved is told to the log at debug level.
+    static bool RestoreBackup(const stringEx& backupDir, const stringEx& file);
+    static bool RestoreBackup(const wstringEx& backupDir, const wstringEx& file);
+
+    /// The bytes that the process may still write to the file system of `path`, and all that it has. Throws
+    /// `dirExp` 15.
+    static void GetSpaceInfo(const stringEx& path, std::uint64_t& available, std::uint64_t& total);
+    static void GetSpaceInfo(const wstringEx& path, std::uint64_t& available, std::uint64_t& total);
+
+    /// The sizes of fragments and blocks, in bytes, of the file system of `path`, and whether it may only be
+    /// read, unless that is null. Throws `dirExp` 16.
+    static void GetStorageTopology(const stringEx& path, std::uint64_t& fragmentSize,
+                                   std::uint64_t& blockSize, bool* isReadOnly = nullptr);
+    static void GetStorageTopology(const wstringEx& path, std::uint64_t& fragmentSize,
+                                   std::uint64_t& blockSize, bool* isReadOnly = nullptr);
+
+    /// Replaces `path` with the mount point that holds it, by the system's list; links in it are not followed.
+    /// Throws `dirExp` 2.
+    static void GetPathVolume(stringEx& path);
+    static void GetPathVolume(wstringEx& path);
+    /// True if both paths have the same mount point. Throws `dirExp` 2.
+    [[nodiscard]] static bool IsSameVolume(const stringEx& a, const stringEx& b);
+    [[nodiscard]] static bool IsSameVolume(const wstringEx& a, const wstringEx& b);
 
 private:
     struct target;
