@@ -3,6 +3,7 @@
 set(ORLO_WRAPPED_CALLS
     open read write pread pwrite dup utimensat close lseek fsync ftruncate stat opendir readdir getcwd pathconf flock fcntl
     posix_fadvise mkdir fstat mmap munmap msync shm_open shm_unlink dlclose pthread_key_delete
+    openat unlinkat linkat renameat2 mkdirat fstatat copy_file_range fdopendir unlink rmdir symlink link chmod statvfs
     pthread_mutexattr_init pthread_mutexattr_settype pthread_mutexattr_setpshared pthread_mutexattr_destroy
     pthread_mutex_init pthread_mutex_destroy
     pthread_condattr_init pthread_condattr_setpshared pthread_condattr_setclock pthread_condattr_destroy

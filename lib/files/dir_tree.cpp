@@ -96,7 +96,7 @@ public:
         if (!exists && !above.empty()) CDir::MakeDir(above, true);
         if (request_.moves && !exists && rename_whole()) return true;
         refuse_link();
-        made_.push_back(!exists);
+        note_level(!exists);
         if (!exists) CDir::MakeDir(request_.target, true);
         if (!target_.begin(request_.target)) fail(errno);
         walk();
@@ -234,7 +234,7 @@ private:
         const std::string& entered = source_.name();
         if (!exists && ::mkdirat(target_.descriptor(), entered.c_str(), S_IRWXU) != 0) fail(errno);
         if (!target_.enter(entered)) fail(errno);
-        made_.push_back(!exists);
+        note_level(!exists);
         read_level();
     }
 
@@ -243,17 +243,20 @@ private:
                            RENAME_NOREPLACE) == 0;
     }
 
-    /// Gives a target folder that was made here what it keeps of the source.
-    void finish_level() {
-        const bool is_new = made_.back();
-        made_.pop_back();
+    /// Notes what a target folder that is made here keeps of the source, before the walk changes that.
+    void note_level(bool is_new) {
         struct stat status;
-        if (!is_new || ::fstat(source_.descriptor(), &status) != 0) return;
-        if (request_.moves) {
-            keep_attributes(target_.descriptor(), "", status);
-        } else {
-            ::fchmod(target_.descriptor(), status.st_mode & 07777);
+        if (::fstat(source_.descriptor(), &status) != 0) fail(errno);
+        kept_.emplace_back(is_new ? std::optional(status) : std::nullopt);
+    }
+
+    void finish_level() {
+        if (const std::optional<struct stat>& status = kept_.back(); status && request_.moves) {
+            keep_attributes(target_.descriptor(), "", *status);
+        } else if (status) {
+            ::fchmod(target_.descriptor(), status->st_mode & 07777);
         }
+        kept_.pop_back();
     }
 
     void leave() {
@@ -265,7 +268,7 @@ private:
 
     const tree_request request_;
     folder_chain source_, target_;
-    std::vector<bool> made_;
+    std::vector<std::optional<struct stat>> kept_;
     entry_copier copier_;
 };
 

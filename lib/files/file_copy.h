@@ -27,10 +27,6 @@ public:
                     keeping what, bool flush);
 
 private:
-    void copy_content(CSysFile& from, CSysFile& to, std::int64_t size);
-    void make_special(const folder_entry& source, const struct stat& status,
-                      const folder_entry& target) const;
-
     std::unique_ptr<char[]> buffer_;
 };
 

@@ -239,6 +239,13 @@ TEST_F(Pipe, OwnsItsEnds) {
     EXPECT_FALSE(is_open(before));
     CPipe::CreatePair(&reader, &writer, 0, true);
     EXPECT_EQ((flags(reader) | flags(writer)) & FD_CLOEXEC, 0);
+    {
+        const CPipe inherited(writer, true), own(writer, false);
+        EXPECT_TRUE((flags(inherited) & FD_CLOEXEC) == 0 && (flags(own) & FD_CLOEXEC) != 0);
+        writer.Close();
+        EXPECT_EQ(reader.Read(buffer, 8, CTimeLimit(0), false), -1) << "a copy still holds the end open";
+    }
+    EXPECT_EQ(reader.Read(buffer, 8), 0u);
 }
 
 TEST_F(Pipe, Failures) {

@@ -88,8 +88,10 @@ using testing_support::faults::failing;
 #define EACH_MINUS_ONE(X)                                                                                        \
     X(open) X(fcntl) X(read) X(write) X(close) X(lseek) X(fsync) X(ftruncate) X(flock) X(stat) X(mkdir)          \
     X(pathconf) X(fstat) X(mmap) X(shm_open) X(shm_unlink) X(dlclose) X(sem_init) X(sem_destroy) X(sem_close)    \
-    X(sem_unlink) X(munmap) X(msync) X(pread) X(pwrite) X(dup) X(utimensat)
-#define EACH_NULL(X) X(opendir) X(readdir) X(getcwd) X(sem_open) X(_ZnwmRKSt9nothrow_t)
+    X(sem_unlink) X(munmap) X(msync) X(pread) X(pwrite) X(dup) X(utimensat) X(openat) X(unlinkat) X(linkat)      \
+    X(renameat2) X(mkdirat) X(fstatat) X(copy_file_range) X(unlink) X(rmdir) X(symlink) X(link) X(chmod)         \
+    X(statvfs)
+#define EACH_NULL(X) X(opendir) X(fdopendir) X(readdir) X(getcwd) X(sem_open) X(_ZnwmRKSt9nothrow_t)
 #define EACH_ERROR(X)                                                                                            \
     X(posix_fadvise) X(pthread_key_delete) X(pthread_mutexattr_init) X(pthread_mutexattr_settype)                \
     X(pthread_mutexattr_setpshared) X(pthread_mutexattr_destroy) X(pthread_mutex_init) X(pthread_mutex_destroy)  \

@@ -44,4 +44,13 @@ void temp_dir::make_link(std::string_view name, std::string_view target) const {
     fs::create_symlink(target, *this / name);
 }
 
+memory_dir::memory_dir() : path("/dev/shm/orlo_test_XXXXXX") {
+    EXPECT_TRUE(::mkdtemp(path.data())) << path;
+}
+
+memory_dir::~memory_dir() {
+    std::error_code ignored;
+    fs::remove_all(path, ignored);
+}
+
 }  // namespace testing_support

@@ -39,6 +39,16 @@ private:
     std::string path_;
 };
 
+/// A fresh directory on another file system, in memory, that goes away with the object.
+struct memory_dir {
+    memory_dir();
+    memory_dir(const memory_dir&) = delete;
+    memory_dir& operator=(const memory_dir&) = delete;
+    ~memory_dir();
+
+    std::string path;
+};
+
 /// Changes into a directory, and back when it goes.
 class working_dir {
 public:

@@ -38,6 +38,9 @@ enum : std::int32_t {
 class ORLO_API CPipe : public CSysFile {
 public:
     CPipe() noexcept = default;
+    /// A descriptor of its own for the same end, which programs that the process starts inherit only with
+    /// `isInheritable`. Fails as `CSysFile::Dup` does.
+    CPipe(const CPipe& source, bool isInheritable) { Dup(source, isInheritable); }
 
     /// Makes a pipe and lets the objects own its ends; each gives up what it held. An end for which null is
     /// given is closed. Programs that the process starts inherit the ends only with `isInheritable`. `size` has
