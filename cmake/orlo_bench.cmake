@@ -12,6 +12,18 @@ foreach(source IN LISTS bench_sources)
 endforeach()
 add_dependencies(small_files_bench tallycsv)
 
+# The bench of the binary format has peers, one with generated code.
+find_program(PROTOC protoc REQUIRED)
+set(record "${PROJECT_BINARY_DIR}/bench_isxf/record.pb")
+file(MAKE_DIRECTORY "${PROJECT_BINARY_DIR}/bench_isxf")
+add_custom_command(OUTPUT "${record}.cc" "${record}.h" DEPENDS "${PROJECT_SOURCE_DIR}/bench/isxf/record.proto"
+    COMMAND ${PROTOC} -I${PROJECT_SOURCE_DIR}/bench/isxf --cpp_out=${PROJECT_BINARY_DIR}/bench_isxf record.proto)
+add_library(bench_isxf_record OBJECT "${record}.cc" "${record}.h")
+add_dependencies(isxf_bench bench_isxf_record)
+target_include_directories(isxf_bench SYSTEM PRIVATE "${PROJECT_BINARY_DIR}/bench_isxf")
+target_compile_definitions(isxf_bench PRIVATE MSGPACK_NO_BOOST)
+target_link_libraries(isxf_bench PRIVATE bench_isxf_record protobuf)
+
 foreach(name generate measure)
     add_executable(merge_${name} bench/merge/${name}.cpp)
     target_compile_features(merge_${name} PRIVATE cxx_std_20)

@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <limits>
 
 #include "orlo/export.h"
 #include "orlo/strings/buffer.h"
@@ -24,9 +23,14 @@ inline void copy_bytes(void* to, const void* from, std::size_t size) noexcept {
         std::memcpy(target, &piece, sizeof piece);
         std::memcpy(target + size - sizeof last, &last, sizeof last);
     };
-    if (size > 16) {
-        asm("" : "+r"(source));  // or g++ warns of literals below 17 bytes, whatever their size here
+    struct wide {
+        std::uint64_t halves[2];
+    };
+    if (size > 32) {
+        asm("" : "+r"(source));  // or g++ warns of literals below 33 bytes, whatever their size here
         std::memcpy(target, source, size);
+    } else if (size > 16) {
+        ends(wide{});
     } else if (size >= 8) {
         ends(std::uint64_t{});
     } else if (size >= 4) {
@@ -90,17 +94,16 @@ public:
     /// The place of `size` bytes that the caller fills now: `Write` without the copy. Valid until the buffer
     /// is changed; `size` is not 0.
     unsigned char* Claim(std::size_t size) {
-        if (size > most || m_position > most - size) _ThrowTooLarge();
-        const std::uint64_t end = m_position + size;
-        if (m_position > m_buffer->size()) {
-            _MakeRoomPastEnd(end);
-        } else {
-            m_buffer->reserve_for_write(end);
-        }
-        unsigned char* const place = m_buffer->mutable_data() + m_position;
+        byteEx& bytes = *m_buffer;
+        const std::uint64_t position = m_position;
+        const bool fits =
+            bytes.is_unique() && position <= bytes.size() && size <= bytes.capacity() - position;
+        if (!fits) [[unlikely]]
+            _MakeRoom(size);
+        const std::uint64_t end = position + size;
         m_position = end;
-        if (end > m_buffer->size()) m_buffer->set_size(end);
-        return place;
+        if (end > bytes.size()) bytes.set_size(end);
+        return bytes.mutable_data() + position;
     }
 
     /// Does nothing.
@@ -130,10 +133,7 @@ protected:
     byteEx& _Buffer() noexcept { return *m_buffer; }
 
 private:
-    static constexpr std::uint64_t most = std::numeric_limits<std::int64_t>::max();
-
-    [[noreturn]] ORLO_API static void _ThrowTooLarge();
-    ORLO_API void _MakeRoomPastEnd(std::uint64_t end);
+    ORLO_API void _MakeRoom(std::size_t size);
 
     byteEx* m_buffer;
     std::uint64_t m_position;

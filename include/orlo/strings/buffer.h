@@ -133,6 +133,8 @@ public:
     bool is_borrowed() const noexcept { return data_ != nullptr && !refs_; }
     /// True when the block is held by other objects as well.
     bool is_shared() const noexcept { return refs_.shared(); }
+    /// True when this object alone holds the block, and so may write to it.
+    bool is_unique() const noexcept { return refs_.unique(); }
     /// True for an address inside this object's own block, which may move or go when the object is changed.
     /// A borrowed text is no block of the object's own.
     bool owns_address(const T* address) const noexcept {
