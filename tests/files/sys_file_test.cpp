@@ -1,6 +1,9 @@
 #include "orlo/files/sys_file.h"
 
+#include <sys/statvfs.h>
 #include <unistd.h>
+
+#include <fstream>
 
 #include "orlo/log/front.h"
 #include "support/child.h"
@@ -148,6 +151,37 @@ TEST_F(SysFile, Times) {
     EXPECT_EQ(status.st_atim.tv_sec, -2);
     EXPECT_EQ(faults::calls("utimensat"), 3) << "the test's own, and two";
     CTime::SetLocalTimeZone(static_cast<std::int16_t>(zone));
+}
+
+TEST_F(SysFile, StorageOfVolumesAndDevices) {
+    temp.write_file("file", "abc");
+    std::uint64_t sector = 1, size = 1;
+    opened().GetStorageInfo(&sector, &size);
+    struct statvfs volume;
+    ASSERT_EQ(::statvfs(path.c_str(), &volume), 0);
+    EXPECT_EQ(sector, volume.f_frsize);
+    EXPECT_EQ(size, 3u);
+    CSysFile file;
+    file.Open("/dev/null", file_access::read);
+    file.GetStorageInfo(&sector, nullptr);
+    ASSERT_EQ(::statvfs("/dev", &volume), 0);
+    EXPECT_EQ(sector, volume.f_frsize) << "no block device: what its folder lies on";
+    for (const auto& entry : std::filesystem::directory_iterator("/sys/block")) {
+        const std::string name = entry.path().filename();
+        try {
+            file.Open(("/dev/" + name).c_str(), file_access::read);
+        } catch (const sysfileExp&) {
+            continue;  // not for this user, or not in use
+        }
+        file.GetStorageInfo(&sector, &size);
+        std::ifstream told(entry.path() / "queue/logical_block_size");
+        std::uint64_t expected = 0;
+        told >> expected;
+        EXPECT_EQ(sector, expected) << name;
+    }
+    EXPECT_FAILURE(CSysFile().GetStorageInfo(&sector, nullptr), sysfileExp, 35,
+                   "CSysFile::GetStorageInfo - error retrive volume info\n  file path  = \n"
+                   "@ CDir::GetPathDir - nothing to match");
 }
 
 TEST_F(SysFile, RangesAreLocked) {

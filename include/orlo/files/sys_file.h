@@ -30,6 +30,7 @@ enum : std::int32_t {
     unlock = 22,       ///< `Unlock`
     resize = 23,       ///< `ResizeToCurrentPos`
     broken_pipe = 34,  ///< `Write` to a pipe that nobody reads
+    storage = 35,      ///< `GetStorageInfo`
     dup = 36,          ///< `Dup`
     disclaim = 37,     ///< `Disclaim`
 };
@@ -197,6 +198,11 @@ public:
     /// folder opened for reading is 2^63 - 1 bytes long on many file systems, and most of /proc has 0. Do not
     /// reserve memory by it before you know what was opened. Throws `sysfile_code::size`.
     std::int64_t GetSize() const;
+
+    /// Sets what is not null: the bytes that are stored at once, which are a sector of the block device that the
+    /// path names under /dev/, and else a fragment of the volume that its folder lies on; and the size as `GetSize`
+    /// tells it. Throws `sysfile_code::storage` and `size`.
+    void GetStorageInfo(std::uint64_t* sectorSize, std::uint64_t* totalSize) const;
 
     /// Cuts the file at the position, or fills it up to there with zeros. Throws `sysfile_code::resize`, and
     /// `position` where there is none.
