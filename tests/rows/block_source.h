@@ -9,7 +9,7 @@
 namespace Orlo::testing_support {
 
 /// A source over a text, which fails the test when it is read in another order than promised: the end is
-/// asked for before each read, and nothing is read behind the end.
+/// asked for before each read, and nothing is read after the end.
 class block_source final : public TDataSource {
 public:
     explicit block_source(std::string_view text) : text_(text) {}

@@ -1,4 +1,4 @@
-// What the program says, and leaves behind, when it cannot do its work.
+// What the program says, and what it leaves, when it cannot do its work.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -133,7 +133,7 @@ TEST(Failure, OfInputLeavesAnEmptyOutput) {
         if (!WITH_SANITIZER) within(RLIMIT_AS, 24 << 20)();
     };
     expect_failures({
-        {"text behind a closing quote", "a,\"b\"c", "*.csv",
+        {"text after a closing quote", "a,\"b\"c", "*.csv",
          fatal(stray + "c (0x63)\n  expect  = ,\n  content = b")},
         {"a byte that is no ASCII", "a,\"b\"\xFF", "*.csv",
          fatal(stray + "\xFF (0xffffffff)\n  expect  = ,\n  content = b")},

@@ -65,7 +65,7 @@ TEST(Merge, ReadsAndWritesTheDialect) {
         {"LF alone ends no row", "a,b,1\nc,d,2\n", "", "a,b,1,0,2"},
         {"CR alone ends one and takes the next character with it", "a,b,1\rXc,d,2", "", "a,b,1\r\nc,d,2"},
         {"a blank line is a row of one empty cell", "\r\na,1", "-m:1", ",0\r\na,1"},
-        {"a delimiter at the end has a cell behind it", "a,b,", "", "a,b,0"},
+        {"a delimiter at the end is followed by a cell", "a,b,", "", "a,b,0"},
         {"bytes are kept as they are", bytes, "", bytes},
         {"a row of the longest length", "a,b," + std::string(65531, '1') + "\r\n", "-c:3", "a,b," + MAX, MAX},
     });
