@@ -5,16 +5,10 @@
 #include "files/sys_file_open.h"
 #include "orlo/files/dir.h"
 #include "strings/failure.h"
-#include "strings/narrow_name.h"
 
 namespace Orlo {
 namespace {
 
-constexpr failure<sysfileExp> PATH_FAILED{{
-    .code = sysfile_code::open,
-    .head = "CSysFile::Open - failed determine the file path to open\n",
-    .keys = {"  file path = "},
-}};
 constexpr failure<sysfileExp> REOPEN_FAILED{{
     .code = sysfile_code::open,
     .head = "CSysFile::ReOpen - don't know how to reopen, empty path",
@@ -108,16 +102,6 @@ void CSysFile::OpenExact(const stringEx& path, file_access access, int creation,
     const stringEx exact = path;
     Close();
     _OpenPath(exact, access, creation, sharing, permissions, options);
-}
-
-void CSysFile::Open(const wstringEx& path, file_access access, int creation, file_sharing sharing,
-                    std::uint32_t permissions, std::uint32_t options) {
-    Open(IMPL::NarrowName(path), access, creation, sharing, permissions, options);
-}
-
-void CSysFile::OpenExact(const wstringEx& path, file_access access, int creation, file_sharing sharing,
-                         std::uint32_t permissions, std::uint32_t options) {
-    OpenExact(IMPL::NarrowName(path), access, creation, sharing, permissions, options);
 }
 
 void CSysFile::ReOpen(const CSysFile& other, file_access access, file_sharing sharing,

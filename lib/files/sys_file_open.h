@@ -4,8 +4,16 @@
 #include <utility>
 
 #include "orlo/files/sys_file.h"
+#include "strings/failure.h"
 
 namespace Orlo {
+
+/// A path that cannot be made absolute, or is wide and cannot be narrow.
+inline constexpr failure<sysfileExp> PATH_FAILED{{
+    .code = sysfile_code::open,
+    .head = "CSysFile::Open - failed determine the file path to open\n",
+    .keys = {"  file path = "},
+}};
 
 /// Closes a descriptor; a negative one is ignored. Throws `sysfileExp` 6, but not while an exception is in
 /// flight.

@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "orlo/log/front.h"
+#include "orlo/strings/environment.h"
 #include "support/child.h"
 #include "support/errno_table.h"
 #include "support/temp_dir.h"
@@ -84,6 +85,7 @@ TEST_F(SysFile, PositionsBesideThePosition) {
 
 TEST_F(SysFile, OpensAgainAndDuplicates) {
     temp.write_file("\xC3\xA9", "abc");
+    SetEnv("ORLO_DEFAULT_MBCS", "UTF-8");  // which is read at the first wide name
     CSysFile file, other;
     file.Open(L"\u00E9", file_access::read_write);
     EXPECT_EQ(file.GetPath().view(), temp / "\xC3\xA9");

@@ -122,7 +122,8 @@ public:
     void Open(const stringEx& path, file_access access, int creation = 0,
               file_sharing sharing = file_sharing::none, std::uint32_t permissions = default_permissions,
               std::uint32_t options = 0);
-    /// The same by a wide path, in the system's encoding.
+    /// The same by a wide path, in the default encoding. A path with a character that it lacks fails likewise, and
+    /// the object stays as it was.
     void Open(const wstringEx& path, file_access access, int creation = 0,
               file_sharing sharing = file_sharing::none, std::uint32_t permissions = default_permissions,
               std::uint32_t options = 0);

@@ -1,0 +1,14 @@
+// What the program does not carry.
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <string>
+
+TEST(Binary, HasNoTextConverters) {
+    std::ifstream file(TALLYCSV_BINARY, std::ios::binary);
+    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+    ASSERT_NE(bytes.find("CCsvParser"), std::string::npos);
+    EXPECT_EQ(bytes.find("CTextLibI"), std::string::npos) << "a wide form lies beside what the tool uses";
+}
