@@ -78,6 +78,12 @@ public:
         return size <= m_view.Left() ? m_view.Read(buffer, size) : _ReadMore(buffer, size);
     }
 
+    /// The next `size` bytes where they lie, if the buffer holds them all: they count as read then, and are
+    /// valid until the next operation. Otherwise null, and nothing has changed.
+    const unsigned char* TakeBuffered(std::size_t size) noexcept {
+        return size <= m_view.Left() ? m_view.Take(size) : nullptr;
+    }
+
     /// These move the file and drop what was read ahead. A seek that fails changes nothing.
     std::int64_t SeekBegin(const std::int64_t& offset) override { return _Moved(m_file.SeekBegin(offset)); }
     std::int64_t SeekEnd(const std::int64_t& offset) override { return _Moved(m_file.SeekEnd(offset)); }
@@ -146,6 +152,12 @@ public:
             if (m_store.size() >= m_bufferSize) _WriteStore();
         }
         return size;
+    }
+
+    /// The place of `size` bytes, not 0, that the caller fills now and that count as written, if the buffer is
+    /// not full with them. Otherwise null, and nothing has changed.
+    unsigned char* ClaimBuffered(std::size_t size) {
+        return size < m_bufferSize && m_store.size() < m_bufferSize - size ? m_view.Claim(size) : nullptr;
     }
 
     /// Writes what is buffered and asks the file to make all of it durable.

@@ -12,7 +12,10 @@ namespace Orlo {
 namespace IMPL {
 
 /// `std::memcpy` for sizes that are mostly small, which it copies without a call.
-inline void copy_bytes(void* to, const void* from, std::size_t size) noexcept {
+[[gnu::always_inline]] inline void copy_bytes(void* to, const void* from, std::size_t size) noexcept {
+    struct sixteen {
+        std::uint64_t halves[2];
+    };
     auto* const target = static_cast<unsigned char*>(to);
     const auto* source = static_cast<const unsigned char*>(from);
     // Two pieces of a known size that may overlap make up any size from one piece to two.
@@ -23,14 +26,11 @@ inline void copy_bytes(void* to, const void* from, std::size_t size) noexcept {
         std::memcpy(target, &piece, sizeof piece);
         std::memcpy(target + size - sizeof last, &last, sizeof last);
     };
-    struct wide {
-        std::uint64_t halves[2];
-    };
     if (size > 32) {
         asm("" : "+r"(source));  // or g++ warns of literals below 33 bytes, whatever their size here
         std::memcpy(target, source, size);
-    } else if (size > 16) {
-        ends(wide{});
+    } else if (size >= 16) {
+        ends(sixteen{});
     } else if (size >= 8) {
         ends(std::uint64_t{});
     } else if (size >= 4) {
@@ -78,6 +78,13 @@ public:
         IMPL::copy_bytes(buffer, m_buffer->data() + m_position, size);
         m_position += size;
         return size;
+    }
+
+    /// The next `size` bytes where they lie, of which at least so many are `Left`; the position moves after them.
+    const unsigned char* Take(std::size_t size) noexcept {
+        const unsigned char* const place = m_buffer->data() + m_position;
+        m_position += size;
+        return place;
     }
 
     /// Puts `size` bytes at the position, over what is there and past the end, and moves it behind them.

@@ -15,13 +15,6 @@ class CMemBuffer : public CByteIO {
 public:
     using CByteIO::CByteIO;
 
-    /// The next `size` bytes, of which at least so many are `Left`; the position moves behind them.
-    const unsigned char* Take(std::size_t size) noexcept {
-        const unsigned char* const place = _Buffer().data() + GetCurrentPos();
-        SeekCurrent(static_cast<std::int64_t>(size));
-        return place;
-    }
-
     unsigned char* Claim(std::size_t size) {
         const auto position = static_cast<std::uint64_t>(GetCurrentPos());
         if (position > _Buffer().size()) [[unlikely]]

@@ -226,18 +226,24 @@ private:
         constexpr bool padded = std::is_same_v<T, long double>;
         constexpr std::size_t used = padded ? IMPL::ISXF_LONG_DOUBLE_BYTES : sizeof(T);
         T value{};
-        if constexpr (in_memory) {
-            if (m_pData->Left() < sizeof value) [[unlikely]] {
-                m_pData->Take(m_pData->Left());
-            } else {
-                std::memcpy(&value, m_pData->Take(sizeof value), used);
-            }
-        } else {
-            unsigned char field[sizeof value];
-            if (_Fill(field, sizeof value) == sizeof value) [[likely]]
-                std::memcpy(&value, field, used);
+        if (const unsigned char* const place = _Take(sizeof value)) [[likely]] {
+            std::memcpy(&value, place, used);
+            return value;
         }
+        unsigned char field[sizeof value];
+        if (_FillNumber(field, sizeof value)) std::memcpy(&value, field, used);
         return value;
+    }
+
+    /// The next `size` bytes where they lie, if the source has them all in memory; otherwise null.
+    const unsigned char* _Take(std::size_t size) noexcept {
+        if constexpr (in_memory) {
+            return size <= m_pData->Left() ? m_pData->Take(size) : nullptr;
+        } else if constexpr (requires { m_pData->TakeBuffered(size); }) {
+            return m_pData->TakeBuffered(size);
+        } else {
+            return nullptr;
+        }
     }
 
     std::uint32_t _GetLength() {
@@ -252,6 +258,10 @@ private:
         for (std::size_t got = filled; filled < size && got != 0; filled += got)
             got = m_pData->Read(static_cast<unsigned char*>(to) + filled, size - filled);
         return filled;
+    }
+
+    [[gnu::noinline]] bool _FillNumber(void* to, std::size_t size) {
+        return _Fill(to, size) == size;
     }
 
     void _Drop(std::uint64_t size) {
@@ -273,20 +283,20 @@ private:
             text.clear();
             return;
         }
-        const std::uint32_t length = _GetLength();
+        std::uint32_t length = _GetLength();
+        const unsigned char* place = nullptr;
         if constexpr (in_memory) {
-            const std::size_t size = std::min<std::size_t>(length, m_pData->Left());
-            const std::size_t count = size / sizeof(*text.data());
-            text.assign_reserve(count + 1);
-            IMPL::copy_bytes(text.mutable_data(), m_pData->Take(size), count * sizeof(*text.data()));
-            text.set_size(count);
-        } else if (length <= trusted_length) {
-            constexpr std::size_t unit = sizeof(*text.data());
-            text.assign_reserve(length / unit + 2);
-            text.set_size(_Fill(text.mutable_data(), length) / unit);
+            length = static_cast<std::uint32_t>(std::min<std::size_t>(length, m_pData->Left()));
+            place = m_pData->Take(length);
         } else {
-            _GetLongText(text, length);
+            place = _Take(length);
+            if (place == nullptr) return _FillText(text, length);
         }
+        constexpr std::size_t unit = sizeof(*text.data());
+        const std::size_t count = length / unit;
+        if (!text.is_unique() || count >= text.capacity()) text.assign_reserve(count + 1);
+        IMPL::copy_bytes(text.mutable_data(), place, count * unit);
+        text.set_size(count);
     }
 
     /// Bytes that the source says it has still; `trusted_length` if it cannot tell.
@@ -307,9 +317,15 @@ private:
         return trusted_length;
     }
 
+    /// A text that goes through calls of `Read`.
     template <class Text>
-    void _GetLongText(Text& text, std::uint32_t length) {
+    [[gnu::noinline]] void _FillText(Text& text, std::uint32_t length) {
         constexpr std::size_t unit = sizeof(*text.data());
+        if (length <= trusted_length) {
+            text.assign_reserve(length / unit + 2);
+            text.set_size(_Fill(text.mutable_data(), length) / unit);
+            return;
+        }
         text.assign_reserve(0);
         std::size_t filled = 0;
         for (std::uint64_t room = _Known();; room *= 2) {

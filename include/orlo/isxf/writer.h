@@ -100,38 +100,44 @@ private:
         }
     }
 
+    /// The place of a whole item, where the sink has it in memory; otherwise null.
+    unsigned char* _Claim(std::size_t size) {
+        if constexpr (in_memory) {
+            return m_pData->Claim(size);
+        } else if constexpr (requires { m_pData->ClaimBuffered(size); }) {
+            return m_pData->ClaimBuffered(size);
+        } else {
+            return nullptr;
+        }
+    }
+
     void _PutItem(std::uint32_t tag, const void* payload, std::size_t size) {
         this->_CheckBound(1 + size);
-        const auto first = static_cast<unsigned char>(tag);
-        if constexpr (in_memory) {
-            unsigned char* const place = m_pData->Claim(1 + size);
-            *place = first;
-            if (size != 0) std::memcpy(place + 1, payload, size);
-        } else {
-            WriteAll(*m_pData, &first, 1);
-            if (size != 0) WriteAll(*m_pData, payload, size);
-        }
+        unsigned char* const place = _Claim(1 + size);
+        if (!in_memory && place == nullptr) return _PutPieces(tag, nullptr, payload, size);
+        *place = static_cast<unsigned char>(tag);
+        if (size != 0) std::memcpy(place + 1, payload, size);
     }
 
     template <class T>
     void _PutText(std::uint32_t tag, const T* data, std::size_t count) {
         const auto length = static_cast<std::uint32_t>(count * sizeof(T));
-        if (length == 0) {
-            PutVoid();
-            return;
-        }
+        if (length == 0) return PutVoid();
         this->_CheckBound(length + std::uint32_t{5});
+        unsigned char* const place = _Claim(std::size_t{length} + 5);
+        if (!in_memory && place == nullptr) return _PutPieces(tag, &length, data, length);
+        *place = static_cast<unsigned char>(tag);
+        std::memcpy(place + 1, &length, 4);
+        IMPL::copy_bytes(place + 5, data, length);
+    }
+
+    /// An item that goes through calls of `Write`: one for the tag, the length if there is one, the payload.
+    [[gnu::noinline]] void _PutPieces(std::uint32_t tag, const std::uint32_t* length, const void* payload,
+                                      std::size_t size) {
         const auto first = static_cast<unsigned char>(tag);
-        if constexpr (in_memory) {
-            unsigned char* const place = m_pData->Claim(std::size_t{length} + 5);
-            *place = first;
-            std::memcpy(place + 1, &length, 4);
-            IMPL::copy_bytes(place + 5, data, length);
-        } else {
-            WriteAll(*m_pData, &first, 1);
-            WriteAll(*m_pData, &length, 4);
-            WriteAll(*m_pData, data, length);
-        }
+        WriteAll(*m_pData, &first, 1);
+        if (length != nullptr) WriteAll(*m_pData, length, sizeof *length);
+        WriteAll(*m_pData, payload, size);
     }
 };
 
