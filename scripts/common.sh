@@ -4,6 +4,9 @@
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 jobs=$(nproc)
 
+# Checkouts in other folders share what ccache keeps.
+export CCACHE_BASEDIR=$root CCACHE_NOHASHDIR=1
+
 # quietly LABEL COMMAND...: runs the command with its output kept back; shows it on standard error on failure.
 quietly() {
     local label=$1 log status=0

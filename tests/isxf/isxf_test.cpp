@@ -11,6 +11,7 @@
 #include "orlo/isxf/reader.h"
 #include "orlo/isxf/writer.h"
 #include "support/expect_throw.h"
+#include "support/project_folder.h"
 #include "support/temp_dir.h"
 
 namespace Orlo {
@@ -136,7 +137,7 @@ TEST(Isxf, ThePageIsRight) {
         ORLO_EXAMPLE(PutCompactCommand(7)),
     };
 #undef ORLO_EXAMPLE
-    std::ifstream page(ORLO_SOURCE_DIR "/docs/isxf.md");
+    std::ifstream page(testing_support::project_folder() / "docs/isxf.md");
     ASSERT_TRUE(page) << "docs/isxf.md is not there";
     std::map<std::string, std::string> told;
     const std::regex row(R"(.*`(Put[^`]*\))` \| `([0-9A-F ]+)` \|.*)");
