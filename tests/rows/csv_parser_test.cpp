@@ -230,13 +230,16 @@ TEST(CsvParser, ANewQuotaHoldsFromTheNextRowOn) {
 
 // A block is read by the row that needs its bytes, be it only for the rest of its line end.
 TEST(CsvParser, ReadsNoBlockBeforeARowNeedsIt) {
-    const auto source = shared_ptr<block_source>::make("a\r\nb\r\ncc\r\nd");
-    CCsvParser parser;
-    parser.Attach(source, ',', '"', "\r\n"_lit, 5);
-    row_cells row;
-    for (const int reads : {1, 2, 2, 3}) {
-        ASSERT_TRUE(parser.GetNextRow(row));
-        EXPECT_EQ(source->reads, reads) << row[0];
+    for (const bool as_views : {false, true}) {
+        const auto source = shared_ptr<block_source>::make("a\r\nb\r\ncc\r\nd");
+        CCsvParser parser;
+        parser.Attach(source, ',', '"', "\r\n"_lit, 5);
+        row_cells row;
+        csv_rows_view rows;
+        for (const int reads : {1, 2, 2, 3}) {
+            ASSERT_TRUE(as_views ? parser.GetNextRows(rows) : parser.GetNextRow(row));
+            EXPECT_EQ(source->reads, reads) << as_views;
+        }
     }
 }
 
@@ -259,6 +262,9 @@ TEST(CsvParser, FailureTexts) {
         row_cells cells;
         EXPECT_FAILURE(static_cast<void>(parser.GetNextRow(cells)), csvExp, code, message);
         EXPECT_EQ(cells.size(), cells_left) << message;
+
+        parser.Attach(shared_ptr<block_source>::make("next"));
+        EXPECT_TRUE(parser.GetNextRow(cells) && cells == row_cells{"next"});
     }
 }
 
