@@ -9,7 +9,8 @@ test=("${run[@]}" python3:python3 pkg-config:pkg-config
     /usr/include/gtest/gtest.h:libgtest-dev /usr/include/gmock/gmock.h:libgmock-dev
     "/usr/lib/*-linux-gnu/libicuuc.so.*:libicu72")
 benches=(/usr/include/benchmark/benchmark.h:libbenchmark-dev /usr/include/msgpack.hpp:libmsgpack-cxx-dev
-    protoc:protobuf-compiler /usr/include/google/protobuf/message.h:libprotobuf-dev)
+    protoc:protobuf-compiler /usr/include/google/protobuf/message.h:libprotobuf-dev
+    /usr/include/re2/re2.h:libre2-dev /usr/include/pcre2.h:libpcre2-dev)
 check=("${test[@]}" "${benches[@]}" git:git ccache:ccache clang++:clang clang-format:clang-format
     "/usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a:libclang-rt-dev")
 bench=("${run[@]}" python3:python3 "${benches[@]}" mawk:mawk datamash:datamash node:nodejs npm:npm)

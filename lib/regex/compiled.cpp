@@ -53,6 +53,13 @@ const program& compiled_expression::backward() const {
     return backward_;
 }
 
+const byte_fingerprint* compiled_expression::prefilter() const {
+    std::call_once(prefilter_made_, [this] {
+        if (!tree_.wide && !begins_text_) prefilter_ = make_prefilter(forward_, letters_);
+    });
+    return prefilter_ ? &*prefilter_ : nullptr;
+}
+
 std::unique_ptr<automata> compiled_expression::lend() const {
     const std::size_t own = own_place(lent_.size());
     for (std::size_t i = 0; i < lent_.size(); ++i) {

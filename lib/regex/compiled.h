@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "regex/automaton.h"
+#include "regex/prefilter.h"
 #include "regex/program.h"
 
 namespace Orlo::IMPL {
@@ -39,6 +40,8 @@ public:
     const program& forward() const { return forward_; }
     /// Made when it is first asked for.
     const program& backward() const;
+    /// Null if there is none. Made when it is first asked for.
+    const byte_fingerprint* prefilter() const;
     const std::vector<compiled_look>& looks() const { return looks_; }
     bool prefers_shortest() const { return tree_.root().prefers == preference::shortest; }
     /// True if a match can begin at the text's begin only.
@@ -59,6 +62,8 @@ private:
     bool begins_text_;
     mutable std::once_flag backward_made_;
     mutable program backward_;
+    mutable std::once_flag prefilter_made_;
+    mutable std::optional<byte_fingerprint> prefilter_;
     mutable memory_budget budget_;
     mutable std::array<std::atomic<automata*>, 8> lent_{};
 };

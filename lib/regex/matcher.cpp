@@ -1,5 +1,6 @@
 // Which engine does what.
 //
+//   a rare begin          the filter goes to where a match may begin, and the forward automaton tries there
 //   a match anywhere      the forward automaton, up to the first match that it meets
 //   the leftmost match    the forward automaton finds its end; the backward one, from there, its begin
 //   its groups            span_finder, on the text of the match only
@@ -14,8 +15,7 @@
 #include "regex/matcher.h"
 
 #include <algorithm>
-
-#include "regex/reader.h"
+#include <type_traits>
 
 namespace Orlo::IMPL {
 namespace {
@@ -24,11 +24,16 @@ namespace {
 constexpr std::uint64_t FIRST_STEPS = 10'000'000;
 constexpr std::uint64_t STEPS_A_CHARACTER = 100;
 
+/// A shorter text is read at once, without a look at the filter.
+constexpr std::size_t LEAST_FILTERED = 64;
+/// Characters that may be read in vain where the filter found something, besides two for each passed over.
+constexpr std::size_t MOST_TRIED = 256;
+
 template <bool Backward, class T, class Visit>
-reading read_with_looks(lazy_automaton& automaton, const subject<T>& s, std::size_t from, std::size_t to,
-                        bool anchored, Visit&& visit) {
+reading_end read_with_looks(lazy_automaton& automaton, const subject<T>& s, std::size_t from, std::size_t to,
+                            bool anchored, Visit&& visit) {
     if (s.looks.empty()) return read_text<Backward, false>(automaton, s, from, to, anchored, visit);
-    if (s.looks.size() > lazy_automaton::most_looks) return reading::gave_up;
+    if (s.looks.size() > lazy_automaton::most_looks) return {reading::gave_up, from};
     return read_text<Backward, true>(automaton, s, from, to, anchored, visit);
 }
 
@@ -64,9 +69,10 @@ void matcher<T>::find_looks() {
             return false;
         };
         lazy_automaton& found = automaton(automata_->looks[i], finder, match_mode::all);
-        const reading came = finder.backward ? read_with_looks<true>(found, subject_, size, 0, false, set)
-                                             : read_with_looks<false>(found, subject_, 0, size, false, set);
-        if (came == reading::gave_up) {
+        const reading_end end = finder.backward
+                                    ? read_with_looks<true>(found, subject_, size, 0, false, set)
+                                    : read_with_looks<false>(found, subject_, 0, size, false, set);
+        if (end.came == reading::gave_up) {
             list_reader<T> lists(finder, subject_, match_mode::all);
             lists.read(finder.backward ? size : 0, finder.backward ? 0 : size, false,
                        [&](std::size_t, std::size_t place) { return set(place); });
@@ -78,38 +84,68 @@ void matcher<T>::find_looks() {
 
 template <class T>
 bool matcher<T>::exists() {
-    if (what_.tree().references) {
-        regex_span match;
-        return find(0, match);
-    }
+    regex_span match;
+    if (what_.tree().references) return find(0, match);
     if (subject_.text.size() < what_.tree().root().min_length) return false;
-    const reading came =
-        read_with_looks<false>(automaton(automata_->forward, what_.forward(), mode()), subject_, 0,
-                               subject_.text.size(), what_.begins_text(), [](std::size_t) { return true; });
-    if (came != reading::gave_up) return came == reading::stopped;
+    return find_end(0, true, match);
+}
+
+/// Reads from a place and sets the end of the match that is found there (`anchored`) or first behind it; its
+/// begin, too, if that gets known. `any` is content with the first end that is met.
+template <class T>
+reading_end matcher<T>::read_forward(std::size_t from, bool anchored, bool any, regex_span& match) {
+    match = {anchored ? from : regex_span::npos, regex_span::npos};
+    const std::size_t size = subject_.text.size();
+    const auto set_end = [&](std::size_t place) {
+        match.end = place;
+        return any;
+    };
+    const reading_end end = read_with_looks<false>(automaton(automata_->forward, what_.forward(), mode()),
+                                                   subject_, from, size, anchored, set_end);
+    if (end.came != reading::gave_up) return end;
+    match = {};
     list_reader<T> lists(what_.forward(), subject_, mode());
-    return lists.read(0, subject_.text.size(), what_.begins_text(),
-                      [](std::size_t, std::size_t) { return true; });
+    lists.read(from, size, anchored, [&](std::size_t begin, std::size_t place) {
+        match.begin = begin;
+        return set_end(place);
+    });
+    return {reading::done, size};
+}
+
+/// Where the filter finds something a match is tried. When the tries read much more than the filter spares,
+/// the rest is read without it, so that the whole stays linear.
+template <class T>
+bool matcher<T>::find_end_filtered(const byte_fingerprint& filter, std::size_t from, bool any,
+                                   regex_span& match) {
+    if constexpr (std::is_same_v<T, char>) {
+        const char* const text = subject_.text.data();
+        const std::size_t size = subject_.text.size();
+        std::size_t tried = 0;
+        for (std::size_t at = from;; ++at) {
+            at = static_cast<std::size_t>(filter.find(text + at, text + size) - text);
+            if (at == size) return false;
+            const std::size_t end = read_forward(at, true, any, match).place;
+            if (match.end != regex_span::npos) return true;
+            tried += end - at;
+            if (tried > MOST_TRIED + 2 * (at - from)) return find_end_plain(at + 1, any, match);
+        }
+    }
+    return find_end_plain(from, any, match);
+}
+
+template <class T>
+bool matcher<T>::find_end_plain(std::size_t from, bool any, regex_span& match) {
+    read_forward(from, what_.begins_text(), any, match);
+    return match.end != regex_span::npos;
 }
 
 /// The end of the first match; its begin, too, if it was found on the way or known before.
 template <class T>
-bool matcher<T>::find_end(std::size_t from, bool anchored, regex_span& match) {
-    match = {anchored ? from : regex_span::npos, regex_span::npos};
-    const reading came =
-        read_with_looks<false>(automaton(automata_->forward, what_.forward(), mode()), subject_, from,
-                               subject_.text.size(), anchored, [&](std::size_t place) {
-                                   match.end = place;
-                                   return false;
-                               });
-    if (came != reading::gave_up) return match.end != regex_span::npos;
-    match = {};
-    list_reader<T> lists(what_.forward(), subject_, mode());
-    lists.read(from, subject_.text.size(), anchored, [&](std::size_t begin, std::size_t place) {
-        match = {begin, place};
-        return false;
-    });
-    return match.end != regex_span::npos;
+bool matcher<T>::find_end(std::size_t from, bool any, regex_span& match) {
+    if (subject_.text.size() - from >= LEAST_FILTERED)
+        if (const byte_fingerprint* const filter = what_.prefilter())
+            return find_end_filtered(*filter, from, any, match);
+    return find_end_plain(from, any, match);
 }
 
 /// The earliest begin, not before `from`, of a match that ends at `end`.
@@ -122,7 +158,7 @@ std::size_t matcher<T>::find_begin(std::size_t from, std::size_t end) {
         return false;
     };
     lazy_automaton& found = automaton(automata_->backward, backward, match_mode::longest);
-    if (read_with_looks<true>(found, subject_, end, from, true, set) == reading::gave_up) {
+    if (read_with_looks<true>(found, subject_, end, from, true, set).came == reading::gave_up) {
         list_reader<T> lists(backward, subject_, match_mode::longest);
         lists.read(end, from, true, [&](std::size_t, std::size_t place) { return set(place); });
     }
@@ -132,11 +168,10 @@ std::size_t matcher<T>::find_begin(std::size_t from, std::size_t end) {
 template <class T>
 bool matcher<T>::find(std::size_t from, regex_span& match) {
     if (from > subject_.text.size()) return false;
-    const bool anchored = what_.begins_text();
-    if (anchored && from != 0) return false;
+    if (what_.begins_text() && from != 0) return false;
     if (subject_.text.size() - from < what_.tree().root().min_length) return false;
     if (what_.tree().references) return find_with_references(from, match);
-    if (!find_end(from, anchored, match)) return false;
+    if (!find_end(from, false, match)) return false;
     if (match.begin == regex_span::npos) match.begin = find_begin(from, match.end);
     return true;
 }
@@ -151,7 +186,7 @@ bool matcher<T>::whole() {
     const auto set = [&](std::size_t place) { return found = place == size; };
     auto& held = what_.prefers_shortest() ? automata_->longest : automata_->forward;
     lazy_automaton& ends = automaton(held, what_.forward(), match_mode::longest);
-    if (read_with_looks<false>(ends, subject_, 0, size, true, set) == reading::gave_up) {
+    if (read_with_looks<false>(ends, subject_, 0, size, true, set).came == reading::gave_up) {
         list_reader<T> lists(what_.forward(), subject_, match_mode::longest);
         lists.read(0, size, true, [&](std::size_t, std::size_t place) { return set(place); });
     }
@@ -192,7 +227,7 @@ bool matcher<T>::match_references_from(std::size_t begin, regex_span& match) {
     };
     lazy_automaton& found = automaton(automata_->longest, what_.forward(), match_mode::longest);
     const std::size_t size = subject_.text.size();
-    if (read_with_looks<false>(found, subject_, begin, size, true, add) == reading::gave_up) {
+    if (read_with_looks<false>(found, subject_, begin, size, true, add).came == reading::gave_up) {
         ends.clear();
         list_reader<T> lists(what_.forward(), subject_, match_mode::longest);
         lists.read(begin, size, true, [&](std::size_t, std::size_t place) { return add(place); });
@@ -208,7 +243,7 @@ bool matcher<T>::match_references_from(std::size_t begin, regex_span& match) {
 
 template <class T>
 bool matcher<T>::find_with_references(std::size_t from, regex_span& match) {
-    for (regex_span possible; find_end(from, what_.begins_text(), possible); from = possible.begin + 1) {
+    for (regex_span possible; find_end(from, false, possible); from = possible.begin + 1) {
         if (possible.begin == regex_span::npos) possible.begin = find_begin(from, possible.end);
         references().spend(possible.end - from);
         if (match_references_from(possible.begin, match)) return true;

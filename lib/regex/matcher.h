@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "regex/compiled.h"
+#include "regex/reader.h"
 #include "regex/references.h"
 #include "regex/spans.h"
 #include "regex/subject.h"
@@ -33,7 +34,10 @@ public:
 private:
     lazy_automaton& automaton(std::unique_ptr<lazy_automaton>& held, const program& what, match_mode mode);
     void find_looks();
-    bool find_end(std::size_t from, bool anchored, regex_span& match);
+    reading_end read_forward(std::size_t from, bool anchored, bool any, regex_span& match);
+    bool find_end(std::size_t from, bool any, regex_span& match);
+    bool find_end_plain(std::size_t from, bool any, regex_span& match);
+    bool find_end_filtered(const byte_fingerprint& filter, std::size_t from, bool any, regex_span& match);
     std::size_t find_begin(std::size_t from, std::size_t end);
     bool find_with_references(std::size_t from, regex_span& match);
     bool match_references_from(std::size_t begin, regex_span& match);
