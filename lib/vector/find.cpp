@@ -34,9 +34,9 @@ void byte_fingerprint::reset(const std::size_t* offsets, std::size_t places) {
 void byte_fingerprint::add(std::size_t text, std::size_t place, unsigned char byte) {
     if (place == 0) first_byte_ = byte;
     const auto bit = static_cast<std::uint8_t>(1u << text);
-    for (std::size_t i = place; i < most_places;
-         i = i < places_ && place == 0 ? std::max(places_, i + 1) : most_places) {
-        if (i == 0 && by_byte_[0][byte] == 0) ++bytes_of_first_;
+    if (place == 0 && by_byte_[0][byte] == 0) ++bytes_of_first_;
+    for (std::size_t i = 0; i < most_places; ++i) {
+        if (i != place && (place != 0 || i < places_)) continue;
         by_byte_[i][byte] |= bit;
         by_low_[i][byte & 15] |= bit;
         by_high_[i][byte >> 4] |= bit;
