@@ -24,6 +24,8 @@ target_include_directories(isxf_bench SYSTEM PRIVATE "${PROJECT_BINARY_DIR}/benc
 target_compile_definitions(isxf_bench PRIVATE MSGPACK_NO_BOOST)
 target_link_libraries(isxf_bench PRIVATE bench_isxf_record protobuf)
 
+target_link_libraries(regex_bench PRIVATE re2 pcre2-8)  # its peers
+
 foreach(name generate measure)
     add_executable(merge_${name} bench/merge/${name}.cpp)
     target_compile_features(merge_${name} PRIVATE cxx_std_20)

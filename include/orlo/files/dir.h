@@ -204,6 +204,17 @@ public:
                               bool includeHidden = false, bool includeDots = false,
                               bool ignoreErrors = false) const;
 
+    /// As `GetAllFiles` and `GetAllSubDirs` on the object's own directory, for the names in which the regular
+    /// expression matches anywhere; `flags` are those of `CRegEx`. Throw `regexExp` as well, for the expression
+    /// before anything is listed; then, and after any other failure, the results are as they were.
+    std::size_t GetAllFilesRegEx(std::vector<stringEx>& files, const stringEx& expression,
+                                 bool recursive = false, bool includeHidden = false,
+                                 bool ignoreErrors = false, std::uint32_t flags = 0) const;
+    std::size_t GetAllSubDirsRegEx(std::vector<stringEx>& dirs, const stringEx& expression,
+                                   bool recursive = false, bool includeHidden = false,
+                                   bool includeDots = false, bool ignoreErrors = false,
+                                   std::uint32_t flags = 0) const;
+
     /// Sets `out` to the full path of the next file; false at the end or if the directory cannot be opened,
     /// when the cursor is empty and `out` too. Throws `dirExp` 18.
     bool NextFile(CDirCursor& cursor, stringEx& out, bool includeHidden = false) const;
