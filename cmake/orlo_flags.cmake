@@ -37,6 +37,8 @@ function(orlo_configure_library target)
     target_include_directories(${target}
         PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
         PRIVATE ${PROJECT_SOURCE_DIR}/lib)
+    # The tests are left out: they lock the wrong way on purpose.
+    target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
     target_link_libraries(${target} PUBLIC Threads::Threads ${CMAKE_DL_LIBS} PRIVATE $<BUILD_INTERFACE:orlo_warnings>)
     # A shared library exports what ORLO_API marks.
     set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)

@@ -7,17 +7,17 @@ namespace Orlo {
 namespace {
 
 using namespace IMPL;
-using event_calls::codes;
 
 constexpr event_calls::make_failures MAKE_FAILURES = {
-    system_failure<eventExp>(codes::make, "CEvent/CreateLocalEvent - failed create event attribute\n"),
-    system_failure<eventExp>(codes::make, "CEvent/CreateLocalEvent - failed create event (set shared)\n"),
-    system_failure<eventExp>(codes::make, "CEvent/CreateLocalEvent - failed create event (set clock)\n"),
-    system_failure<eventExp>(codes::make, "CEvent/CreateLocalEvent - failed create event\n"),
-    system_failure<eventExp>(codes::make, "CEvent/CreateLocalEvent - failed release event attribute\n"),
+    system_failure<eventExp>(event_code::make, "CEvent/CreateLocalEvent - failed create event attribute\n"),
+    system_failure<eventExp>(event_code::make,
+                             "CEvent/CreateLocalEvent - failed create event (set shared)\n"),
+    system_failure<eventExp>(event_code::make, "CEvent/CreateLocalEvent - failed create event (set clock)\n"),
+    system_failure<eventExp>(event_code::make, "CEvent/CreateLocalEvent - failed create event\n"),
+    system_failure<eventExp>(event_code::make, "CEvent/CreateLocalEvent - failed release event attribute\n"),
 };
 constexpr auto DESTROY_FAILED =
-    system_failure<eventExp>(codes::destroy, "CEvent::~CEvent - failed close event\n");
+    system_failure<eventExp>(event_code::destroy, "CEvent::~CEvent - failed close event\n");
 
 }  // namespace
 

@@ -12,11 +12,11 @@ namespace {
 using mutex_calls::native_lock;
 
 constexpr auto RAISE_FAILED =
-    system_failure<eventExp>(codes::raise, "CEvent/RaiseEvent - failed raise event\n");
+    system_failure<eventExp>(event_code::raise, "CEvent/RaiseEvent - failed raise event\n");
 constexpr auto WAIT_FAILED =
-    system_failure<eventExp>(codes::wait, "CEvent/WaitEvent - failed wait event\n", WAIT_SENTENCES);
+    system_failure<eventExp>(event_code::wait, "CEvent/WaitEvent - failed wait event\n", WAIT_SENTENCES);
 constexpr auto TIMED_WAIT_FAILED = system_failure<eventExp>(
-    codes::timed_wait, "CEvent/TimedWaitEvent - failed wait event\n", WAIT_SENTENCES);
+    event_code::timed_wait, "CEvent/TimedWaitEvent - failed wait event\n", WAIT_SENTENCES);
 
 void check(int error, const failure<eventExp>& failed) {
     if (error != 0) failed.raise({system_error{error}});
@@ -107,7 +107,7 @@ bool TimedWaitLight(event_state& state, pthread_mutex_t& mutex, CLightMutex& hel
         raised = TimedWaitHeld(state, mutex, limit);
         guard.Unlock();
     } catch (...) {
-        // the event's mutex goes first: whoever raises takes it behind the light one
+        // the event's mutex goes first: whoever raises takes it after the light one
         guard.Unlock();
         release.TakeBack();
         throw;

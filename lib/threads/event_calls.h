@@ -7,9 +7,6 @@
 
 namespace Orlo::IMPL::event_calls {
 
-/// The codes of `eventExp`.
-enum codes : std::int32_t { make = 1, destroy = 2, raise = 3, wait = 4, timed_wait = 5 };
-
 inline constexpr errno_sentence WAIT_SENTENCES[] = {
     {EPERM, "the mutex was not owned by the current thread at the time of the call"},
     {EINVAL, "the value specified by cond or mutex is invalid"},

@@ -20,17 +20,17 @@ namespace Orlo {
 namespace {
 
 constexpr failure<rwlExp> SECOND_UPGRADE = {{
-    .code = 10,
+    .code = rwl_code::second_raise,
     .head =
         "CFastWriterSpinLock::__Lock - more than one threads are trying to raise a reader lock to a writer "
         "simutaneously.",
 }};
 constexpr failure<rwlExp> UNLOCK_NOT_HELD = {{
-    .code = 11,
+    .code = rwl_code::unlock_not_held,
     .head = "CFastWriterSpinLock::__Unlock - the current thread does not hold the lock",
 }};
 constexpr failure<rwlExp> DOWNGRADE_NOT_HELD = {{
-    .code = 12,
+    .code = rwl_code::downgrade_not_held,
     .head = "CFastWriterSpinLock::__Downgrade - the current thread does not hold the lock for writing",
 }};
 

@@ -20,6 +20,7 @@
 
 #include <time.h>
 
+#include <cassert>
 #include <new>
 
 namespace Orlo {
@@ -34,20 +35,21 @@ void CLightMutex::_LockCounted() {
 }
 
 void CLightMutexRelease::Release() {
-    depth_ = lock_.m_recursion;
-    lock_.m_recursion = 0;
-    lock_.m_owner.store(0, std::memory_order_relaxed);
-    const auto levels = static_cast<std::int64_t>(depth_);
-    if (lock_.m_count.fetch_sub(levels) >= levels) lock_.m_sem.Get().P();
+    assert(m_lock._IsMine());
+    m_depth = m_lock.m_recursion;
+    m_lock.m_recursion = 0;
+    m_lock.m_owner.store(0, std::memory_order_relaxed);
+    const auto levels = static_cast<std::int64_t>(m_depth);
+    if (m_lock.m_count.fetch_sub(levels) >= levels) m_lock.m_sem.Get().P();
 }
 
 void CLightMutexRelease::TakeBack() {
-    lock_.Lock();
-    lock_.m_count.fetch_add(static_cast<std::int64_t>(depth_) - 1);
-    lock_.m_recursion = depth_;
+    m_lock.Lock();
+    m_lock.m_count.fetch_add(static_cast<std::int64_t>(m_depth) - 1);
+    m_lock.m_recursion = m_depth;
 }
 
-CSem& IMPL::CLazySem::_Make() {
+CSem& CLazySem::_Make() {
     for (;;) {
         if (CSem* const made = new (std::nothrow) CSem(0)) {
             CSem* installed = nullptr;

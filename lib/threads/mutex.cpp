@@ -14,7 +14,7 @@ constexpr auto MAKE_FAILURES = mutex_calls::make_failures_of(
     // this head has no newline: the number follows on its line
     "CMutex::CMutex - failed create mutex", "CMutex::CMutex - failed release mutex attribute\n");
 constexpr auto DESTROY_FAILED = system_failure<mutexExp>(
-    mutex_calls::codes::destroy, "CMutex::~CMutex - failed close mutex\n", mutex_calls::DESTROY_SENTENCES);
+    mutex_code::destroy, "CMutex::~CMutex - failed close mutex\n", mutex_calls::DESTROY_SENTENCES);
 
 }  // namespace
 

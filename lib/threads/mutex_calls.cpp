@@ -19,13 +19,13 @@ constexpr errno_sentence UNLOCK_SENTENCES[] = {
     {EAGAIN, "maximum number of recursive locks has been exceeded"},
 };
 constexpr auto LOCK_FAILED =
-    system_failure<mutexExp>(codes::lock, "CMutex/Lock - failed lock mutex\n", LOCK_SENTENCES);
+    system_failure<mutexExp>(mutex_code::lock, "CMutex/Lock - failed lock mutex\n", LOCK_SENTENCES);
 constexpr auto TRY_LOCK_FAILED =
-    system_failure<mutexExp>(codes::lock, "CMutex/TryLock - failed lock mutex\n", LOCK_SENTENCES);
-constexpr auto TIMED_LOCK_FAILED =
-    system_failure<mutexExp>(codes::timed_lock, "CMutex/TimedLock - failed lock mutex\n", LOCK_SENTENCES);
+    system_failure<mutexExp>(mutex_code::lock, "CMutex/TryLock - failed lock mutex\n", LOCK_SENTENCES);
+constexpr auto TIMED_LOCK_FAILED = system_failure<mutexExp>(
+    mutex_code::timed_lock, "CMutex/TimedLock - failed lock mutex\n", LOCK_SENTENCES);
 constexpr auto UNLOCK_FAILED =
-    system_failure<mutexExp>(codes::unlock, "CMutex/Unlock - failed unlock mutex\n", UNLOCK_SENTENCES);
+    system_failure<mutexExp>(mutex_code::unlock, "CMutex/Unlock - failed unlock mutex\n", UNLOCK_SENTENCES);
 
 void check(int error, const failure<mutexExp>& failed) {
     if (error != 0) failed.raise({system_error{error}});

@@ -3,15 +3,13 @@
 #include <pthread.h>
 
 #include "orlo/strings/exceptions.h"
+#include "orlo/threads/mutex.h"
 #include "orlo/threads/time_limit.h"
 #include "strings/failure.h"
 
 // What a local and a named mutex do alike, with its failures.
 
 namespace Orlo::IMPL::mutex_calls {
-
-/// The codes of `mutexExp`.
-enum codes : std::int32_t { make = 1, destroy = 2, lock = 3, unlock = 4, timed_lock = 5 };
 
 inline constexpr errno_sentence ATTRIBUTE_SENTENCES[] = {
     {ENOMEM, "insufficient memory exists to initialize the attrs"}};
@@ -40,11 +38,11 @@ struct make_failures {
 
 constexpr make_failures make_failures_of(const char* attribute, const char* type, const char* shared,
                                          const char* init, const char* release) {
-    return {system_failure<mutexExp>(codes::make, attribute, ATTRIBUTE_SENTENCES),
-            system_failure<mutexExp>(codes::make, type, TYPE_SENTENCES),
-            system_failure<mutexExp>(codes::make, shared, SHARED_SENTENCES),
-            system_failure<mutexExp>(codes::make, init, INIT_SENTENCES),
-            system_failure<mutexExp>(codes::make, release, RELEASE_SENTENCES)};
+    return {system_failure<mutexExp>(mutex_code::make, attribute, ATTRIBUTE_SENTENCES),
+            system_failure<mutexExp>(mutex_code::make, type, TYPE_SENTENCES),
+            system_failure<mutexExp>(mutex_code::make, shared, SHARED_SENTENCES),
+            system_failure<mutexExp>(mutex_code::make, init, INIT_SENTENCES),
+            system_failure<mutexExp>(mutex_code::make, release, RELEASE_SENTENCES)};
 }
 
 /// Makes a recursive mutex, shared between processes or not.
@@ -56,10 +54,10 @@ bool TimedLock(pthread_mutex_t& mutex, CTimeLimit limit);
 void Unlock(pthread_mutex_t& mutex);
 
 /// A mutex as `CLockGuard` takes it.
-struct native_lock {
+struct ORLO_CAPABILITY("mutex") native_lock {
     pthread_mutex_t& mutex;
-    void Lock() { mutex_calls::Lock(mutex); }
-    void Unlock() { mutex_calls::Unlock(mutex); }
+    void Lock() ORLO_ACQUIRE() { mutex_calls::Lock(mutex); }
+    void Unlock() ORLO_RELEASE() { mutex_calls::Unlock(mutex); }
 };
 
 }  // namespace Orlo::IMPL::mutex_calls

@@ -10,17 +10,20 @@ namespace Orlo {
 namespace {
 
 using namespace IMPL;
-using event_calls::codes;
 
 constexpr event_calls::make_failures MAKE_FAILURES = {
-    system_failure<eventExp>(codes::make, "CProcEvent/CreateNamedEvent - failed create event attribute\n"),
-    system_failure<eventExp>(codes::make, "CProcEvent/CreateNamedEvent - failed create event (set shared)\n"),
-    system_failure<eventExp>(codes::make, "CProcEvent/CreateNamedEvent - failed create event (set clock)\n"),
-    system_failure<eventExp>(codes::make, "CProcEvent/CreateNamedEvent - failed create event\n"),
-    system_failure<eventExp>(codes::make, "CProcEvent/CreateNamedEvent - failed release event attribute\n"),
+    system_failure<eventExp>(event_code::make,
+                             "CProcEvent/CreateNamedEvent - failed create event attribute\n"),
+    system_failure<eventExp>(event_code::make,
+                             "CProcEvent/CreateNamedEvent - failed create event (set shared)\n"),
+    system_failure<eventExp>(event_code::make,
+                             "CProcEvent/CreateNamedEvent - failed create event (set clock)\n"),
+    system_failure<eventExp>(event_code::make, "CProcEvent/CreateNamedEvent - failed create event\n"),
+    system_failure<eventExp>(event_code::make,
+                             "CProcEvent/CreateNamedEvent - failed release event attribute\n"),
 };
 constexpr auto DESTROY_FAILED =
-    system_failure<eventExp>(codes::destroy, "CProcEvent::~CProcEvent - failed close event\n");
+    system_failure<eventExp>(event_code::destroy, "CProcEvent::~CProcEvent - failed close event\n");
 
 stringEx lock_name(const stringEx& name) {
     stringEx text(name);

@@ -17,9 +17,8 @@ constexpr auto MAKE_FAILURES =
                                   "CProcMutex/CreateNamedMutex - failed create mutex (set shared)\n",
                                   "CProcMutex/CreateNamedMutex - failed create mutex\n",
                                   "CProcMutex/CreateNamedMutex - failed release mutex attribute\n");
-constexpr auto DESTROY_FAILED =
-    system_failure<mutexExp>(mutex_calls::codes::destroy, "CProcMutex::~CProcMutex - failed close mutex\n",
-                             mutex_calls::DESTROY_SENTENCES);
+constexpr auto DESTROY_FAILED = system_failure<mutexExp>(
+    mutex_code::destroy, "CProcMutex::~CProcMutex - failed close mutex\n", mutex_calls::DESTROY_SENTENCES);
 
 }  // namespace
 

@@ -15,7 +15,6 @@ namespace Orlo {
 namespace {
 
 using namespace IMPL;
-using sem_calls::codes;
 
 constexpr mode_t NEW_SEMAPHORE_MODE = 0666;
 /// How often a name may come and go between looking for it and making it.
@@ -44,14 +43,16 @@ constexpr failure<semExp> named_failure(std::int32_t code, const char* head,
              .sentences = sentences}};
 }
 
-constexpr auto CREATE_FAILED = named_failure(
-    codes::create_named, "CProcSem/CreateNamedSemaphore - failed create named semaphore\n", OPEN_SENTENCES);
+constexpr auto CREATE_FAILED =
+    named_failure(sem_code::create_named, "CProcSem/CreateNamedSemaphore - failed create named semaphore\n",
+                  OPEN_SENTENCES);
 constexpr auto OPEN_FAILED = named_failure(
-    codes::open_named, "CProcSem/OpenNamedSemaphore - failed create named semaphore\n", OPEN_SENTENCES);
-constexpr auto CLOSE_FAILED = named_failure(
-    codes::close_named, "CProcSem::~CProcSem - failed close named semaphore\n", sem_calls::NOT_A_SEMAPHORE);
+    sem_code::open_named, "CProcSem/OpenNamedSemaphore - failed create named semaphore\n", OPEN_SENTENCES);
+constexpr auto CLOSE_FAILED =
+    named_failure(sem_code::close_named, "CProcSem::~CProcSem - failed close named semaphore\n",
+                  sem_calls::NOT_A_SEMAPHORE);
 constexpr auto UNLINK_FAILED = named_failure(
-    codes::unlink_named, "CProcSem::~CProcSem - failed unlink the named semaphore\n", UNLINK_SENTENCES);
+    sem_code::unlink_named, "CProcSem::~CProcSem - failed unlink the named semaphore\n", UNLINK_SENTENCES);
 
 /// The semaphore, or null and `errno`. A name with a zero byte would stand for a shorter one.
 sem_t* open_semaphore(const stringEx& name, int flags, std::uint32_t value = 0) {

@@ -16,12 +16,12 @@ constexpr errno_sentence MAKE_SENTENCES[] = {
     {ENOSPC, "the max semaphores limit has been reached"},
     {EPERM, "permission denied"},
 };
-constexpr auto MAKE_FAILED = system_failure<semExp>(
-    sem_calls::codes::make, "CSem::__Init - failed create semaphore\n", MAKE_SENTENCES);
+constexpr auto MAKE_FAILED =
+    system_failure<semExp>(sem_code::make, "CSem::__Init - failed create semaphore\n", MAKE_SENTENCES);
 constexpr errno_sentence DESTROY_SENTENCES[] = {
     {EBUSY, "there are currently processes blocked on the semaphore"}};
-constexpr auto DESTROY_FAILED = system_failure<semExp>(
-    sem_calls::codes::destroy, "CSem::~CSem - failed destroy semaphore\n", DESTROY_SENTENCES);
+constexpr auto DESTROY_FAILED =
+    system_failure<semExp>(sem_code::destroy, "CSem::~CSem - failed destroy semaphore\n", DESTROY_SENTENCES);
 
 }  // namespace
 

@@ -9,13 +9,13 @@ namespace Orlo::IMPL::sem_calls {
 namespace {
 
 constexpr auto WAIT_FAILED =
-    system_failure<semExp>(codes::wait, "CSem/Wait - failed P a semaphore\n", NOT_A_SEMAPHORE);
+    system_failure<semExp>(sem_code::wait, "CSem/Wait - failed P a semaphore\n", NOT_A_SEMAPHORE);
 constexpr auto TRY_WAIT_FAILED =
-    system_failure<semExp>(codes::wait, "CSem/TryWait - failed P a semaphore\n", NOT_A_SEMAPHORE);
+    system_failure<semExp>(sem_code::wait, "CSem/TryWait - failed P a semaphore\n", NOT_A_SEMAPHORE);
 constexpr errno_sentence TIMED_WAIT_SENTENCES[] = {
     {EINVAL, "invalid semaphore obj or invalid timeout argument"}};
 constexpr auto TIMED_WAIT_FAILED = system_failure<semExp>(
-    codes::timed_wait, "CSem/TimedWait - failed P a semaphore\n", TIMED_WAIT_SENTENCES);
+    sem_code::timed_wait, "CSem/TimedWait - failed P a semaphore\n", TIMED_WAIT_SENTENCES);
 
 }  // namespace
 

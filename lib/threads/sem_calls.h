@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "orlo/strings/exceptions.h"
+#include "orlo/threads/sem.h"
 #include "orlo/threads/time_limit.h"
 #include "strings/failure.h"
 
@@ -12,25 +13,12 @@
 
 namespace Orlo::IMPL::sem_calls {
 
-/// The codes of `semExp`.
-enum codes : std::int32_t {
-    make = 1,
-    destroy = 2,
-    post = 3,
-    wait = 4,
-    timed_wait = 5,
-    create_named = 6,
-    open_named = 7,
-    close_named = 8,
-    unlink_named = 9
-};
-
 inline constexpr errno_sentence NOT_A_SEMAPHORE[] = {{EINVAL, "current object is not a valid semaphore"}};
 
 inline constexpr auto POST_FAILED =
-    system_failure<semExp>(codes::post, "CSem::P - failed P a semaphore\n", NOT_A_SEMAPHORE);
+    system_failure<semExp>(sem_code::post, "CSem::P - failed P a semaphore\n", NOT_A_SEMAPHORE);
 inline constexpr auto NAMED_POST_FAILED =
-    system_failure<semExp>(codes::post, "CProcSem::P - failed P a semaphore\n", NOT_A_SEMAPHORE);
+    system_failure<semExp>(sem_code::post, "CProcSem::P - failed P a semaphore\n", NOT_A_SEMAPHORE);
 
 void Wait(sem_t& sem);
 bool TryWait(sem_t& sem);

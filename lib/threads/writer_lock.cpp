@@ -6,21 +6,21 @@ namespace Orlo {
 namespace {
 
 constexpr failure<rwlExp> SECOND_UPGRADE = {{
-    .code = 10,
+    .code = rwl_code::second_raise,
     .head = "CWriterLock::__Lock - more than one threads are trying to raise a reader lock to a writer "
             "simutaneously.",
 }};
 constexpr failure<rwlExp> SECOND_TIMED_UPGRADE = {{
-    .code = 10,
+    .code = rwl_code::second_raise,
     .head = "CWriterLock::__TimedLock - more than one threads are trying to raise a reader lock to a writer "
             "simutaneously.",
 }};
 constexpr failure<rwlExp> UNLOCK_NOT_HELD = {{
-    .code = 11,
+    .code = rwl_code::unlock_not_held,
     .head = "CWriterLock::__Unlock - the current thread does not hold the lock",
 }};
 constexpr failure<rwlExp> DOWNGRADE_NOT_HELD = {{
-    .code = 12,
+    .code = rwl_code::downgrade_not_held,
     .head = "CWriterLock::__Downgrade - the current thread does not hold the lock for writing",
 }};
 

@@ -6,6 +6,7 @@
 
 #include <csignal>
 #include <functional>
+#include <mutex>
 #include <random>
 
 #include "orlo/threads/event.h"
@@ -202,6 +203,18 @@ TEST_F(local_locks, a_light_mutex_is_handed_on_by_the_last_unlock_and_once_there
     EXPECT_TRUE(entered && lock.m_count == -1 && lock.m_sem.IsMade() && faults::pending() == 0);
 }
 
+TEST_F(local_locks, the_standard_library_takes_them) {
+    CSpinLightMutex spinning;
+    FASTPDU_SPIN_PCLOCK fast;
+    const std::scoped_lock all(mutex, light, spinning, fast);
+    const std::lock_guard deeper(fast);
+    const auto is_free = [](auto& lock) { return std::unique_lock(lock, std::try_to_lock).owns_lock(); };
+    EXPECT_TRUE(is_free(mutex) && is_free(light) && is_free(spinning) && is_free(fast));
+    in_threads(1, [&](int) {
+        EXPECT_FALSE(is_free(mutex) || is_free(light) || is_free(spinning) || is_free(fast));
+    });
+}
+
 TEST_F(local_locks, a_guard_holds_a_lock_just_once) {
     CLockGuard guard(mutex);
     guard.Lock();
@@ -247,7 +260,7 @@ TEST_F(local_locks, a_mutex_that_is_not_held_or_still_held) {
     constexpr auto not_owned = "the mutex was not owned by the current thread at the time of the call";
     EXPECT_FAILURE(signal.Wait(mutex), eventExp, 4,
                    system_text("CEvent/WaitEvent - failed wait event\n", EPERM, not_owned));
-    EXPECT_FAILURE(signal.TimedWait(mutex, 10), eventExp, 5,
+    EXPECT_FAILURE((void)signal.TimedWait(mutex, 10), eventExp, 5,
                    system_text("CEvent/TimedWaitEvent - failed wait event\n", EPERM, not_owned));
     const CLockGuard held(mutex);
     in_threads(1, unlock);
@@ -272,10 +285,10 @@ TEST_F(local_locks, failures_of_the_system) {
     int (*const lock)(pthread_mutex_t*, clockid_t, const timespec*) = [](auto...) { return EAGAIN; };
     int (*const wait)(sem_t*, clockid_t, const timespec*) = [](auto...) { return errno = EINVAL, -1; };
     use_clock_calls(reinterpret_cast<std::uintptr_t>(lock), reinterpret_cast<std::uintptr_t>(wait));
-    EXPECT_FAILURE(mutex.TimedLock(1), mutexExp, 5,
+    EXPECT_FAILURE((void)mutex.TimedLock(1), mutexExp, 5,
                    system_text("CMutex/TimedLock - failed lock mutex\n", EAGAIN,
                                "maximum number of recursive locks has been exceeded"));
-    EXPECT_FAILURE(CSem().TimedWait(1), semExp, 5,
+    EXPECT_FAILURE((void)CSem().TimedWait(1), semExp, 5,
                    system_text("CSem/TimedWait - failed P a semaphore\n", EINVAL,
                                "invalid semaphore obj or invalid timeout argument"));
 }

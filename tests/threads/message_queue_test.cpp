@@ -93,7 +93,7 @@ TEST_F(message_queue, consumers_that_run_out_of_time_lose_nothing) {
     std::thread flushers([&] {
         in_threads(2, [&](int) {
             while (popped < all)
-                queue.WaitEmpty(1u);
+                (void)queue.WaitEmpty(1u);
         });
     });
     in_threads(4, [&](int number) {

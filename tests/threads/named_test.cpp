@@ -94,7 +94,7 @@ TEST_F(named, a_mutex_that_its_creator_destroyed) {
     constexpr auto sentence = "mutex object does not correctly initialized";
     EXPECT_FAILURE(opened.Lock(), mutexExp, 3,
                    system_text("CMutex/Lock - failed lock mutex\n", EINVAL, sentence));
-    EXPECT_FAILURE(opened.TryLock(), mutexExp, 3,
+    EXPECT_FAILURE((void)opened.TryLock(), mutexExp, 3,
                    system_text("CMutex/TryLock - failed lock mutex\n", EINVAL, sentence));
     EXPECT_FAILURE(CProcMutex::Create(name).Lock(), mutexExp, 2,
                    system_text("CProcMutex::~CProcMutex - failed close mutex\n", EBUSY,

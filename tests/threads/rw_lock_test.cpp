@@ -1,6 +1,8 @@
 #include <atomic>
 #include <deque>
+#include <mutex>
 #include <random>
+#include <shared_mutex>
 
 #include "orlo/threads/fast_writer_spin_lock.h"
 #include "orlo/threads/writer_lock.h"
@@ -83,6 +85,21 @@ TYPED_TEST(rw_lock, one_thread_nests_raises_and_downgrades_and_others_hold_nothi
     }
 }
 
+TYPED_TEST(rw_lock, the_standard_library_takes_it) {
+    {
+        const std::shared_lock reads(this->lock);
+        EXPECT_EQ(this->lock.GetState(), 1);
+        EXPECT_TRUE(std::shared_lock(this->lock, std::try_to_lock).owns_lock());
+    }
+    const std::scoped_lock writes(this->lock);
+    EXPECT_EQ(this->lock.GetState(), -1);
+    EXPECT_TRUE(std::unique_lock(this->lock, std::try_to_lock).owns_lock());
+    in_threads(1, [&](int) {
+        EXPECT_FALSE(std::unique_lock(this->lock, std::try_to_lock) ||
+                     std::shared_lock(this->lock, std::try_to_lock));
+    });
+}
+
 TYPED_TEST(rw_lock, of_two_that_raise_the_second_fails_and_the_first_goes_on) {
     operate(this->lock, "r");
     std::thread first([&] { operate(this->lock, "rrwuuu"); });
@@ -91,7 +108,7 @@ TYPED_TEST(rw_lock, of_two_that_raise_the_second_fails_and_the_first_goes_on) {
     const std::string tail =
         " - more than one threads are trying to raise a reader lock to a writer simutaneously.";
     this->fails([&] { this->lock.__Lock(); }, 10, "__Lock" + tail);
-    this->fails([&] { this->lock.__TryLock(); }, 10, (this->timed ? "__TimedLock" : "__Lock") + tail);
+    this->fails([&] { (void)this->lock.__TryLock(); }, 10, (this->timed ? "__TimedLock" : "__Lock") + tail);
     EXPECT_EQ(this->lock.GetState(), 3);
     operate(this->lock, "ruu");  // who reads already may read again
     first.join();

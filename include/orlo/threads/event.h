@@ -5,11 +5,18 @@
 #include <atomic>
 #include <cstdint>
 
+#include "orlo/export.h"
 #include "orlo/strings/exceptions.h"
+#include "orlo/thread_annotations.h"
 #include "orlo/threads/light_mutex.h"
 #include "orlo/threads/mutex.h"
 
 namespace Orlo {
+
+/// The codes of `eventExp`.
+namespace event_code {
+enum : std::int32_t { make = 1, destroy = 2, raise = 3, wait = 4, timed_wait = 5 };
+}  // namespace event_code
 
 namespace IMPL {
 
@@ -23,6 +30,13 @@ static_assert(sizeof(event_state) == 56);
 }  // namespace IMPL
 
 /// An event of this process: raised or not, until `Reset` (it does not reset itself).
+///
+/// ```cpp
+/// CEvent ready;
+/// ready.Raise();  // one thread
+/// if (!ready.TimedWait(100u)) return;  // another: it was not raised within 100 ms
+/// ready.Reset();
+/// ```
 ///
 /// A wait ends when the event is raised. It tests once: a wake-up counts as the event, so that a wait may
 /// also end when the system wakes a thread for no reason, or find that the event was reset meanwhile. Who
@@ -40,7 +54,7 @@ static_assert(sizeof(event_state) == 56);
 ///
 /// Failures are `eventExp`: code 1 from construction, 2 from destruction, 3 from `Raise`, 4 from `Wait`, 5
 /// from `TimedWait`.
-class CEvent {
+class ORLO_API CEvent {
 public:
     explicit CEvent(bool raised = false);
     /// Not while another exception is in flight.
@@ -51,20 +65,20 @@ public:
     /// Raises the event and wakes all who wait.
     void Raise();
     void Reset();
-    bool IsRaised();
+    [[nodiscard]] bool IsRaised();
 
     /// Waits until the event is raised.
     void Wait();
     /// The same, no longer than `limit`; false if it was not raised.
-    bool TimedWait(CTimeLimit limit);
+    [[nodiscard]] bool TimedWait(CTimeLimit limit);
 
     /// The same with an outside lock. A `CMutex` must be held exactly once: a deeper hold is not given up,
     /// and the wait would keep everyone else out. A `CMutex` that the caller does not hold is code 4 or 5.
-    void Wait(CMutex& lock);
-    bool TimedWait(CMutex& lock, CTimeLimit limit);
+    void Wait(CMutex& lock) ORLO_REQUIRES(lock);
+    [[nodiscard]] bool TimedWait(CMutex& lock, CTimeLimit limit) ORLO_REQUIRES(lock);
     /// A light mutex is given up and taken back at whatever depth the caller holds it.
-    void Wait(CLightMutex& lock);
-    bool TimedWait(CLightMutex& lock, CTimeLimit limit);
+    void Wait(CLightMutex& lock) ORLO_REQUIRES(lock);
+    [[nodiscard]] bool TimedWait(CLightMutex& lock, CTimeLimit limit) ORLO_REQUIRES(lock);
 
 private:
     IMPL::event_state m_state;

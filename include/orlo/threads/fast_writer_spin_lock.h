@@ -5,10 +5,13 @@
 #include <atomic>
 #include <cstdint>
 
+#include "orlo/export.h"
 #include "orlo/strings/exceptions.h"
+#include "orlo/thread_annotations.h"
 #include "orlo/threads/rw_guard.h"
 #include "orlo/threads/spin_gate.h"
 #include "orlo/threads/spin_light_mutex.h"
+#include "orlo/threads/standard_names.h"
 
 namespace Orlo {
 
@@ -23,6 +26,14 @@ class rw_drive;
 /// cell of a thread-local array. Its contract is that of `CWriterLock`, without time limits; what is said
 /// there about recursion, raising, downgrading and fairness holds here.
 ///
+/// ```cpp
+/// CFastWriterSpinLock lock;
+/// {
+///     const CReadGuard<CFastWriterSpinLock> reads(lock);
+/// }
+/// const CWriteGuard<CFastWriterSpinLock> writes(lock);
+/// ```
+///
 /// A read hold that meets no writer makes no system call: it costs one atomic operation for locking and one
 /// for unlocking. The price is the array, 32 KB in each thread that uses such a lock, and with it the number of
 /// locks: 8192 may live at once in a process.
@@ -31,7 +42,8 @@ class rw_drive;
 ///
 /// Failures: `rwlExp`. Code 2: no row of the array is free. Code 10: another thread is already raising its
 /// holds. Code 11: `__Unlock` without a hold. Code 12: `__Downgrade` without a write hold.
-class CFastWriterSpinLock {
+class ORLO_API ORLO_CAPABILITY("CFastWriterSpinLock") CFastWriterSpinLock
+    : public standard_shared_lock_names<CFastWriterSpinLock> {
 public:
     static constexpr std::uint32_t most_locks = 8192;
 
@@ -42,21 +54,21 @@ public:
     CFastWriterSpinLock& operator=(const CFastWriterSpinLock&) = delete;
 
     /// Takes a write hold. Fails with code 10.
-    void __Lock();
+    void __Lock() ORLO_ACQUIRE();
     /// The same at once or not at all: false if the lock is not to be had now. Fails with code 10.
-    bool __TryLock();
+    [[nodiscard]] bool __TryLock() ORLO_TRY_ACQUIRE(true);
     /// Takes a read hold.
-    void __ReadLock();
+    void __ReadLock() ORLO_ACQUIRE_SHARED();
     /// The same at once or not at all.
-    bool __TryReadLock();
+    [[nodiscard]] bool __TryReadLock() ORLO_TRY_ACQUIRE_SHARED(true);
     /// Gives up one hold, of either kind. Fails with code 11.
-    void __Unlock();
+    void __Unlock() ORLO_RELEASE_GENERIC();
     /// Turns all the caller's write holds into as many read holds, and lets waiting readers in. Fails with
     /// code 12.
     void __Downgrade();
 
     /// 0 when free, the number of read holds, or minus the number of the writer's holds. A snapshot.
-    std::int64_t GetState();
+    [[nodiscard]] std::int64_t GetState();
 
 private:
     template <class WORDS>
@@ -75,7 +87,8 @@ private:
     // by one atomic operation. Who has to do more closes it, holding the guard, and from then on m_state is
     // what is true, until the last who waits or writes is gone.
     std::atomic<std::uint32_t> m_word{0};
-    CSpinLightMutex m_guard;  // guards all but the word, the gate and the row
+    CSpinLightMutex
+        m_guard;  // guards all but the word, the gate and the row; not annotated, as in CWriterLock
     CSpinGate m_gate;
     std::int32_t m_state = 0;
     std::uint32_t m_spin;

@@ -3,7 +3,12 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <cassert>
 #include <cstdint>
+
+#include "orlo/export.h"
+#include "orlo/thread_annotations.h"
+#include "orlo/threads/standard_names.h"
 
 namespace Orlo {
 
@@ -25,7 +30,8 @@ namespace Orlo {
 /// Threads: any may `Lock`; only the holder may `Unlock`. The destructor must be alone.
 ///
 /// Failures: none.
-class FASTPDU_SPIN_PCLOCK {
+class ORLO_API ORLO_CAPABILITY("FASTPDU_SPIN_PCLOCK") FASTPDU_SPIN_PCLOCK
+    : public standard_lock_names<FASTPDU_SPIN_PCLOCK> {
 public:
     /// `spin`: how often `Lock` looks at a lock that is held before it sleeps; 0 means until it is free. On a
     /// machine with one processor it sleeps at once.
@@ -34,7 +40,7 @@ public:
     FASTPDU_SPIN_PCLOCK& operator=(const FASTPDU_SPIN_PCLOCK&) = delete;
 
     /// Takes the lock, or one level more of it.
-    void Lock() {
+    void Lock() ORLO_ACQUIRE() {
         if (_IsMine()) {
             ++m_depth;
         } else {
@@ -44,7 +50,7 @@ public:
     }
 
     /// Takes the lock, or one level more of it, if no other thread holds it.
-    [[nodiscard]] bool TryLock() noexcept {
+    [[nodiscard]] bool TryLock() noexcept ORLO_TRY_ACQUIRE(true) {
         if (_IsMine()) {
             ++m_depth;
             return true;
@@ -55,7 +61,8 @@ public:
     }
 
     /// Gives up one level.
-    void Unlock() noexcept {
+    void Unlock() noexcept ORLO_RELEASE() {
+        assert(_IsMine());
         if (--m_depth != 0) return;
         m_owner.store(0, std::memory_order_relaxed);
         if (m_word.exchange(is_free, std::memory_order_release) == is_awaited) m_word.notify_one();

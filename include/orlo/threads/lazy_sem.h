@@ -2,15 +2,22 @@
 
 #include <atomic>
 
+#include "orlo/export.h"
 #include "orlo/threads/sem.h"
 
-namespace Orlo::IMPL {
+namespace Orlo {
 
-/// A semaphore that is made when the first thread needs it: one word, null until then. What makes a lock
-/// cheap that is rarely contended.
+/// A semaphore that is made when the first thread needs it: one word, null until then. It keeps a
+/// lock small that is rarely contended.
+///
+/// ```cpp
+/// static CLazySem sem;
+/// sem.Get().P();
+/// sem.Get().Wait();
+/// ```
 ///
 /// Threads: `Get` from any thread. The destructor must be alone.
-class CLazySem {
+class ORLO_API CLazySem {
 public:
     constexpr CLazySem() noexcept = default;
     /// Frees the semaphore, if it was made.
@@ -35,4 +42,4 @@ private:
     std::atomic<CSem*> m_sem{nullptr};
 };
 
-}  // namespace Orlo::IMPL
+}  // namespace Orlo

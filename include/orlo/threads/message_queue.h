@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "orlo/strings/exceptions.h"
+#include "orlo/thread_annotations.h"
 #include "orlo/threads/fastpdu_spin_pclock.h"
 #include "orlo/threads/lock_guard.h"
 #include "orlo/threads/spin_light_mutex.h"
@@ -64,11 +65,11 @@ public:
     }
 
     /// Waits for an item and moves the oldest one into `item`.
-    void Pop(T& item) { TimedPop(item, WAIT_FOREVER); }
+    void Pop(T& item) { (void)TimedPop(item, WAIT_FOREVER); }
     /// The same if there is one; false if the queue is empty.
-    bool TryPop(T& item) { return TimedPop(item, 0u); }
+    [[nodiscard]] bool TryPop(T& item) { return TimedPop(item, 0u); }
     /// The same within `limit`, milliseconds or a `CTimeSpan`; false if no item came.
-    bool TimedPop(T& item, CTimeLimit limit) {
+    [[nodiscard]] bool TimedPop(T& item, CTimeLimit limit) {
         if (_TakeFront(item, false)) return true;
         if (limit.IsTry()) return false;
         const CTimeLeft time(limit);
@@ -80,7 +81,7 @@ public:
     }
 
     /// How many items there are; by the time the caller looks at it, there may be others.
-    std::size_t Size() {
+    [[nodiscard]] std::size_t Size() {
         const CLockGuard front(m_frontLock);
         const CLockGuard<LOCK> back(m_backLock);
         return m_front.size() + m_back.size();
@@ -88,7 +89,7 @@ public:
 
     /// Waits until the queue is empty; at once if it is. False if `limit` ran out. A wake-up counts: another
     /// `Push` may have followed before this thread runs again.
-    bool WaitEmpty(CTimeLimit limit) {
+    [[nodiscard]] bool WaitEmpty(CTimeLimit limit) {
         {
             const CLockGuard front(m_frontLock);
             if (_IsEmpty()) return true;
@@ -119,7 +120,7 @@ private:
     }
 
     /// Makes the back the front, which is empty.
-    bool _TakeBack(bool sleeps) {
+    bool _TakeBack(bool sleeps) ORLO_REQUIRES(m_frontLock) {
         const CLockGuard<LOCK> back(m_backLock);
         if (m_back.empty()) {
             if (sleeps) m_consumers.Enter();
@@ -136,15 +137,16 @@ private:
             sched_yield();
     }
 
-    bool _IsEmpty() {
+    bool _IsEmpty() ORLO_REQUIRES(m_frontLock) {
         const CLockGuard<LOCK> back(m_backLock);
         return m_front.empty() && m_back.empty();
     }
 
     CSpinLightMutex m_frontLock;
-    CONTAINER m_front;
+    CONTAINER m_front ORLO_GUARDED_BY(m_frontLock);
     CWaitPlace m_flushers;
-    alignas(64) CONTAINER m_back;  // apart from the front, so that the two sides share no cache line
+    // Apart from the front, so that the two sides share no cache line.
+    alignas(64) CONTAINER m_back ORLO_GUARDED_BY(m_backLock);
     LOCK m_backLock;
     std::atomic<bool> m_hasBack{false};
     CWaitPlace m_consumers;

@@ -1,14 +1,22 @@
 #pragma once
 
+#include "orlo/export.h"
 #include "orlo/files/shm.h"
 #include "orlo/strings/exceptions.h"
+#include "orlo/thread_annotations.h"
 #include "orlo/threads/event.h"
 #include "orlo/threads/proc_mutex.h"
 
 namespace Orlo {
 
 /// An event that processes share by a name. It lives in a `CShMem` region of that name, 56 bytes long, and
-/// its mutex is the `CProcMutex` of the name with ".lock" behind it.
+/// its mutex is the `CProcMutex` of the name followed by ".lock".
+///
+/// ```cpp
+/// CProcEvent ready = CProcEvent::Create("/render_ready");  // each process does this
+/// ready.Raise();
+/// ready.Wait();
+/// ```
 ///
 /// It waits as `CEvent` does, outside locks included; those are of this process, so that only its own threads
 /// can raise without a wake-up being missed.
@@ -27,7 +35,7 @@ namespace Orlo {
 ///
 /// Failures: of the regions `shmemExp`, as in `CShMem`; of the mutex `mutexExp`; of the event `eventExp`,
 /// with the codes of `CEvent`.
-class CProcEvent {
+class ORLO_API CProcEvent {
 public:
     /// Opens the event `name`, which keeps its state, or makes it, raised or not.
     static CProcEvent Create(const stringEx& name, bool raised = false);
@@ -45,13 +53,13 @@ public:
     /// As those of `CEvent`.
     void Raise();
     void Reset();
-    bool IsRaised();
+    [[nodiscard]] bool IsRaised();
     void Wait();
-    bool TimedWait(CTimeLimit limit);
-    void Wait(CMutex& lock);
-    bool TimedWait(CMutex& lock, CTimeLimit limit);
-    void Wait(CLightMutex& lock);
-    bool TimedWait(CLightMutex& lock, CTimeLimit limit);
+    [[nodiscard]] bool TimedWait(CTimeLimit limit);
+    void Wait(CMutex& lock) ORLO_REQUIRES(lock);
+    [[nodiscard]] bool TimedWait(CMutex& lock, CTimeLimit limit) ORLO_REQUIRES(lock);
+    void Wait(CLightMutex& lock) ORLO_REQUIRES(lock);
+    [[nodiscard]] bool TimedWait(CLightMutex& lock, CTimeLimit limit) ORLO_REQUIRES(lock);
 
     /// True if this object made the event, in this process: false for the copy that a forked child has.
     bool IsCreator() const noexcept { return m_region.IsCreator(); }

@@ -2,14 +2,22 @@
 
 #include <pthread.h>
 
+#include "orlo/export.h"
 #include "orlo/files/shm.h"
 #include "orlo/strings/exceptions.h"
+#include "orlo/thread_annotations.h"
 #include "orlo/threads/lock_guard.h"
+#include "orlo/threads/standard_names.h"
 #include "orlo/threads/time_limit.h"
 
 namespace Orlo {
 
 /// A recursive lock that processes share by a name, which is the name of the `CShMem` region it lives in.
+///
+/// ```cpp
+/// CProcMutex mutex = CProcMutex::Create("/render_lock");  // each process does this
+/// const CLockGuard held(mutex);
+/// ```
 ///
 /// Nothing is recovered: a process that dies holding the lock leaves it held, for ever for those who wait
 /// without a limit:
@@ -23,7 +31,7 @@ namespace Orlo {
 /// Threads: as `CMutex`, across processes.
 ///
 /// Failures: of the region `shmemExp`, as in `CShMem`; of the lock `mutexExp`, with the codes of `CMutex`.
-class CProcMutex {
+class ORLO_API ORLO_CAPABILITY("CProcMutex") CProcMutex : public standard_lock_names<CProcMutex> {
 public:
     /// Opens the lock `name`, or makes it. Creators may race: one makes it, the others wait until it is
     /// ready.
@@ -41,10 +49,10 @@ public:
     CProcMutex& operator=(CProcMutex&&) = delete;
 
     /// As those of `CMutex`.
-    void Lock();
-    bool TryLock();
-    bool TimedLock(CTimeLimit limit);
-    void Unlock();
+    void Lock() ORLO_ACQUIRE();
+    [[nodiscard]] bool TryLock() ORLO_TRY_ACQUIRE(true);
+    [[nodiscard]] bool TimedLock(CTimeLimit limit) ORLO_TRY_ACQUIRE(true);
+    void Unlock() ORLO_RELEASE();
 
     /// True if this object made the lock, in this process: false for the copy that a forked child has.
     bool IsCreator() const noexcept { return m_region.IsCreator(); }

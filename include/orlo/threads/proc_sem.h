@@ -5,13 +5,21 @@
 
 #include <cstdint>
 
+#include "orlo/export.h"
 #include "orlo/strings/exceptions.h"
+#include "orlo/threads/sem.h"
 #include "orlo/threads/time_limit.h"
 
 namespace Orlo {
 
 /// A counting semaphore that processes share by a name: one path component of at most 251 bytes, by custom
 /// with a "/" in front.
+///
+/// ```cpp
+/// CProcSem places = CProcSem::Create("/render_places", 4);  // each process does this
+/// places.Wait();
+/// places.P();
+/// ```
 ///
 /// The object that made the semaphore removes the name when it is destroyed; whoever has it open keeps it, and
 /// a forked child's copy of that object does not remove it. A
@@ -22,7 +30,7 @@ namespace Orlo {
 ///
 /// Failures are `semExp`, with the codes of `CSem` and further 6 from `Create`, 7 from `Open`, 8 and 9 from
 /// destruction.
-class CProcSem {
+class ORLO_API CProcSem {
 public:
     /// Opens the semaphore `name`, which keeps its permits, or makes it with `value` permits, open to all
     /// whom the umask admits.
@@ -41,8 +49,8 @@ public:
 
     /// As those of `CSem`.
     void Wait();
-    bool TryWait();
-    bool TimedWait(CTimeLimit limit);
+    [[nodiscard]] bool TryWait();
+    [[nodiscard]] bool TimedWait(CTimeLimit limit);
     void P(std::uint32_t count = 1);
 
     /// True if this object made the semaphore, in this process: false for the copy that a forked child has.

@@ -2,7 +2,10 @@
 
 #include <cstdint>
 
+#include "orlo/export.h"
+#include "orlo/thread_annotations.h"
 #include "orlo/threads/light_mutex.h"
+#include "orlo/threads/standard_names.h"
 
 namespace Orlo {
 
@@ -20,9 +23,20 @@ inline void spin_pause() noexcept {
 /// A light mutex that spins for a while before it blocks. For locks that are held for a few instructions: the
 /// holder has most often gone before a waiter could have been put to sleep and woken again.
 ///
+/// ```cpp
+/// CSpinLightMutex lock;
+/// const CLockGuard held(lock);
+/// ```
+///
 /// Everything else is as in `CLightMutex`: four words, recursive, no failures.
-class CSpinLightMutex : public CLightMutex {
+class ORLO_API ORLO_CAPABILITY("CSpinLightMutex") CSpinLightMutex
+    : public CLightMutex,
+      public standard_lock_names<CSpinLightMutex> {
+    using names = standard_lock_names<CSpinLightMutex>;
+
 public:
+    using names::lock, names::try_lock, names::unlock;
+
     /// Rounds that are worth a try before sleeping, for a lock that nothing special is known of.
     static constexpr std::uint32_t default_rounds = 800;
 
@@ -31,26 +45,13 @@ public:
     static std::uint32_t g_spinEnabled;
 
     /// Takes the lock, or one level more of it; spins up to `rounds` rounds before it blocks.
-    void Lock(std::uint32_t rounds = default_rounds) {
+    void Lock(std::uint32_t rounds = default_rounds) ORLO_ACQUIRE() {
         if (!_TryTake()) _LockContended(rounds);
     }
 
-    /// Takes the lock, or one level more of it, and spins until it gets it; blocks only where spinning is
-    /// pointless.
-    void LockSpinning() {
-        if (!_TryTake()) _LockUnbounded();
-    }
-
 private:
-    bool _TryTake() noexcept {
-        std::int64_t free = -1;
-        if (!m_count.compare_exchange_strong(free, 0)) return false;
-        _Own();
-        return true;
-    }
-    bool _SpinOnce() noexcept;
-    void _LockContended(std::uint32_t rounds);
-    void _LockUnbounded();
+    bool _SpinOnce() noexcept ORLO_TRY_ACQUIRE(true);
+    void _LockContended(std::uint32_t rounds) ORLO_ACQUIRE();
 };
 
 static_assert(sizeof(CSpinLightMutex) == sizeof(CLightMutex), "spinning adds no field");

@@ -4,11 +4,14 @@
 
 #include <cstdint>
 
+#include "orlo/export.h"
 #include "orlo/process/tls_slot.h"
 #include "orlo/strings/exceptions.h"
+#include "orlo/thread_annotations.h"
 #include "orlo/threads/rw_guard.h"
 #include "orlo/threads/sem.h"
 #include "orlo/threads/spin_light_mutex.h"
+#include "orlo/threads/standard_names.h"
 
 namespace Orlo {
 
@@ -20,6 +23,15 @@ class rw_drive;
 }  // namespace IMPL
 
 /// A reader/writer lock that sleeps on a semaphore: many threads read, or one writes.
+///
+/// ```cpp
+/// #include <shared_mutex>
+/// CWriterLock lock;
+/// {
+///     const std::shared_lock reads(lock);  // or a CReadGuard, or __ReadLock and __Unlock
+/// }
+/// if (lock.__TimedLock(100u)) lock.__Unlock();  // to write, waiting 100 ms at most
+/// ```
 ///
 /// Recursive for both: a reader may read again, at any time; the writer may write and read again, and each of
 /// its holds, of either kind, counts as one for writing. A reader that asks to write raises its holds: it
@@ -41,7 +53,7 @@ class rw_drive;
 /// Failures: `rwlExp`, code 10: another thread is already raising its holds; give up the own read holds to
 /// let it through. Code 11: `__Unlock` without a hold. Code 12: `__Downgrade` without a write hold. `tlsExp`,
 /// code 3: the thread's read holds cannot be noted. The lock and the caller's holds are then as they were.
-class CWriterLock {
+class ORLO_API ORLO_CAPABILITY("CWriterLock") CWriterLock : public standard_shared_lock_names<CWriterLock> {
 public:
     /// A free lock. Throws `tlsExp` with code 1 when the process has no slot left.
     CWriterLock() = default;
@@ -49,28 +61,28 @@ public:
     CWriterLock& operator=(const CWriterLock&) = delete;
 
     /// Takes a write hold. Fails with codes 10 and 3.
-    void __Lock();
+    void __Lock() ORLO_ACQUIRE();
     /// The same within `limit`, a `CTimeSpan` or milliseconds; false if it ran out. Fails with codes 10
     /// and 3.
-    bool __TimedLock(CTimeLimit limit);
+    [[nodiscard]] bool __TimedLock(CTimeLimit limit) ORLO_TRY_ACQUIRE(true);
     /// The same at once or not at all.
-    bool __TryLock() { return __TimedLock(0u); }
+    [[nodiscard]] bool __TryLock() ORLO_TRY_ACQUIRE(true) { return __TimedLock(0u); }
 
     /// Takes a read hold. Fails with code 3.
-    void __ReadLock();
+    void __ReadLock() ORLO_ACQUIRE_SHARED();
     /// The same within `limit`; false if it ran out. Fails with code 3.
-    bool __TimedReadLock(CTimeLimit limit);
+    [[nodiscard]] bool __TimedReadLock(CTimeLimit limit) ORLO_TRY_ACQUIRE_SHARED(true);
     /// The same at once or not at all.
-    bool __TryReadLock() { return __TimedReadLock(0u); }
+    [[nodiscard]] bool __TryReadLock() ORLO_TRY_ACQUIRE_SHARED(true) { return __TimedReadLock(0u); }
 
     /// Gives up one hold, of either kind. Fails with codes 11 and 3.
-    void __Unlock();
+    void __Unlock() ORLO_RELEASE_GENERIC();
     /// Turns all the caller's write holds into as many read holds, and lets waiting readers in. Fails with
     /// codes 12 and 3.
     void __Downgrade();
 
     /// 0 when free, the number of read holds, or minus the number of the writer's holds. A snapshot.
-    std::int64_t GetState();
+    [[nodiscard]] std::int64_t GetState();
 
 private:
     template <class WORDS>
@@ -79,7 +91,9 @@ private:
     friend class IMPL::rw_drive;
     struct port;
 
-    CSpinLightMutex m_guard;  // guards all but the gate and the depth
+    // Guards all but the gate and the depth. The analysis is not told: the words are changed by steps that run
+    // inside of `rw_drive::guarded` only, which it cannot follow.
+    CSpinLightMutex m_guard;
     std::int64_t m_state = 0;
     pthread_t m_writer = 0;
     CSem m_gate{1};
