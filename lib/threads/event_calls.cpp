@@ -107,7 +107,7 @@ bool TimedWaitLight(event_state& state, pthread_mutex_t& mutex, CLightMutex& hel
         raised = TimedWaitHeld(state, mutex, limit);
         guard.Unlock();
     } catch (...) {
-        // the event's mutex goes first: whoever raises takes it after the light one
+        // the event's mutex goes first: a thread that raises takes it after the light one
         guard.Unlock();
         release.TakeBack();
         throw;

@@ -108,7 +108,7 @@ void CFastWriterSpinLock::_Close() noexcept {
         m_state = static_cast<std::int32_t>(m_word.exchange(closed, std::memory_order_acq_rel));
 }
 
-/// Ends it: moves it back, if nobody writes or waits. Who raises its holds waits.
+/// Ends it: moves it back, if nobody writes or waits. A thread that raises its holds counts as waiting.
 void CFastWriterSpinLock::_OpenIfQuiet() noexcept {
     if (m_state >= 0 && m_waiters == 0)
         m_word.store(static_cast<std::uint32_t>(m_state), std::memory_order_release);

@@ -31,8 +31,9 @@
 //   B unlocks                         0         0        1
 //
 // Downgrading lets waiting readers through with one permit for each, and so does a raise that fails. Such a
-// permit can reach the wrong thread, or the right one too late: so whoever wakes looks at the words again before it takes the lock,
-// passes on a permit that a reader waits for, and drops one that no longer means anything.
+// permit can reach the wrong thread, or the right one too late. So a thread that wakes looks at the words
+// again before it takes the lock; it passes on a permit that a reader waits for, and drops one that no longer
+// means anything.
 //
 // What must stay true, and what the explorer checks: permits (in the gate, or held by a thread that woke) are
 // never fewer than `permit_is_home` says, or a thread would sleep for ever; the words, not the permits,

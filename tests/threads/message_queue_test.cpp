@@ -60,8 +60,8 @@ TEST_F(message_queue, limits_hold_and_wait_empty_follows_each_change) {
     }
 }
 
-/// Holds a thread that stalls up when it takes the lock once more after its push: a queue that noted only then
-/// what it holds would tell others what is past.
+/// Holds a thread that stalls up when it takes the lock once more after its push: a queue that noted only
+/// then what it holds would tell others what is past.
 struct stalling_lock : FASTPDU_SPIN_PCLOCK {
     using FASTPDU_SPIN_PCLOCK::FASTPDU_SPIN_PCLOCK;
     static inline thread_local int locks_to_stall = 0;

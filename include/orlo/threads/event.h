@@ -39,8 +39,8 @@ static_assert(sizeof(event_state) == 56);
 /// ```
 ///
 /// A wait ends when the event is raised. It tests once: a wake-up counts as the event, so that a wait may
-/// also end when the system wakes a thread for no reason, or find that the event was reset meanwhile. Who
-/// needs to be sure waits in a loop.
+/// also end when the system wakes a thread for no reason, or find that the event was reset meanwhile. A
+/// caller that needs to be sure waits in a loop.
 ///
 /// With an outside lock, which the caller holds and which is given up for the length of the wait, the event
 /// is a condition variable. Raise it while holding that lock; otherwise the wake-up can be missed:

@@ -35,8 +35,8 @@ class rw_drive;
 /// ```
 ///
 /// A read hold that meets no writer makes no system call: it costs one atomic operation for locking and one
-/// for unlocking. The price is the array, 32 KB in each thread that uses such a lock, and with it the number of
-/// locks: 8192 may live at once in a process.
+/// for unlocking. The price is the array, 32 KB in each thread that uses such a lock, and with it the number
+/// of locks: 8192 may live at once in a process.
 ///
 /// Threads: any; locks of one process only. The destructor must be alone and the lock free.
 ///
@@ -84,8 +84,8 @@ private:
     static constexpr std::uint32_t closed = 0x80000000;
 
     // While the word is open it is the number of read holds, nobody writes or waits, and readers come and go
-    // by one atomic operation. Who has to do more closes it, holding the guard, and from then on m_state is
-    // what is true, until the last who waits or writes is gone.
+    // by one atomic operation. A thread that has to do more closes it, holding the guard; from then on
+    // m_state is what is true, until the last thread that waits or writes is gone.
     std::atomic<std::uint32_t> m_word{0};
     CSpinLightMutex
         m_guard;  // guards all but the word, the gate and the row; not annotated, as in CWriterLock

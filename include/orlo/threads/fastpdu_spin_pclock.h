@@ -24,8 +24,8 @@ namespace Orlo {
 /// ```
 ///
 /// Unlike `CLightMutex` it is not handed over: once unlocked it is free, and a thread that runs can take it
-/// before one that has to be woken. So it keeps moving when there are more threads than processors, and makes
-/// no promise who is next.
+/// before one that has to be woken. So it keeps moving when there are more threads than processors, but
+/// which thread is next is not promised.
 ///
 /// Threads: any may `Lock`; only the holder may `Unlock`. The destructor must be alone.
 ///

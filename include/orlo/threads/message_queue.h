@@ -18,15 +18,15 @@
 
 namespace Orlo {
 
-/// A first-in, first-out queue between threads, without a limit on its length: whoever must not let it grow
-/// counts the free places outside. Items are moved in and out.
+/// A first-in, first-out queue between threads, without a limit on its length: a producer that must not let
+/// it grow without end counts the free places itself. Items are moved in and out.
 ///
 /// ```cpp
 /// CMessageQueue<int> queue;
 /// queue.Push(7);  // any thread
 /// int item = 0;
 /// queue.Pop(item);  // the consumer, which waits for an item
-/// if (!queue.WaitEmpty(1000u)) return;  // whoever needs all to be consumed: not within a second
+/// if (!queue.WaitEmpty(1000u)) return;  // a flush: not all was consumed within a second
 /// ```
 ///
 /// Producers append to the back, under the queue's lock; a consumer that finds the front used up takes the
@@ -34,7 +34,8 @@ namespace Orlo {
 /// call only when a consumer sleeps.
 ///
 /// `LOCK` is the lock of the back: `Lock`, `Unlock`, and made from the number of rounds that it spins. A
-/// `CONTAINER` has what a `std::deque` has under `push_back`, `front`, `pop_front`, `empty`, `size` and `swap`.
+/// `CONTAINER` has what a `std::deque` has under `push_back`, `front`, `pop_front`, `empty`, `size` and
+/// `swap`.
 ///
 /// Threads: any number `Push`. One thread at a time pops; where several do, each item still comes out once
 /// and in the queue's order. `Size` and `WaitEmpty` may be called from anywhere. The destructor must be

@@ -26,8 +26,8 @@ namespace Orlo {
 ///   - inside a wait leaves a waiter, and the creator's destructor waits for it for ever:
 ///       B Wait, B is killed       A (the creator) is destroyed: never returns
 ///   - as the creator leaves both names, which the next `Create` opens as they are.
-/// The creator is to be destroyed last, after it has raised the event for those who wait; a forked child's copy
-/// of it ends nothing. An object that is
+/// The creator is to be destroyed last, after it has raised the event for those who wait; a forked child's
+/// copy of it ends nothing. An object that is
 /// destroyed later than the creator cannot take the mutex any more, and its destructor fails like any
 /// operation.
 ///

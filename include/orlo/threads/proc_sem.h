@@ -21,8 +21,8 @@ namespace Orlo {
 /// places.P();
 /// ```
 ///
-/// The object that made the semaphore removes the name when it is destroyed; whoever has it open keeps it, and
-/// a forked child's copy of that object does not remove it. A
+/// The object that made the semaphore removes the name when it is destroyed; whoever has it open keeps it,
+/// and a forked child's copy of that object does not remove it. A
 /// process that dies as the creator leaves the name, and the next `Create` opens that semaphore with the
 /// permits that it holds by then. Permits taken by a process that dies are not given back.
 ///

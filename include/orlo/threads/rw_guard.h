@@ -45,8 +45,8 @@ public:
     ~CReadGuard() noexcept(false) ORLO_RELEASE() {}
 };
 
-/// The same to write. A write guard inside a read guard of the same thread raises the hold, and its end leaves
-/// all as holds for writing, until the last of them is given up.
+/// The same to write. A write guard inside a read guard of the same thread raises the hold, and its end
+/// leaves all as holds for writing, until the last of them is given up.
 template <class LOCK>
 using CWriteGuard = CLockGuard<LOCK, IMPL::write_hold>;
 

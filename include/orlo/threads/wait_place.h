@@ -10,7 +10,7 @@
 namespace Orlo {
 
 /// A place where threads sleep until others let them go on. Its sleepers are counted under a lock of the
-/// user's, so that whoever has nobody to wake makes no system call:
+/// user's, so that a thread that has nobody to wake makes no system call:
 ///
 /// ```cpp
 /// #include "orlo/threads/light_mutex.h"

@@ -91,8 +91,8 @@ private:
     friend class IMPL::rw_drive;
     struct port;
 
-    // Guards all but the gate and the depth. The analysis is not told: the words are changed by steps that run
-    // inside of `rw_drive::guarded` only, which it cannot follow.
+    // Guards all but the gate and the depth. The analysis is not told: the words are changed by steps that
+    // run inside of `rw_drive::guarded` only, which it cannot follow.
     CSpinLightMutex m_guard;
     std::int64_t m_state = 0;
     pthread_t m_writer = 0;
