@@ -23,6 +23,22 @@ wstringEx widened(const stringEx& path) {
 
 }  // namespace
 
+bool CDir::IsDir(const wstringEx& path) noexcept {
+    try {
+        return IsDir(narrowed(path));
+    } catch (...) {
+        return false;
+    }
+}
+
+void CDir::Open(const wstringEx& path, bool create, bool noCheck) {
+    Open(narrowed(path), create, noCheck);
+}
+
+void CDir::ChangeDir(const wstringEx& path, bool create) {
+    ChangeDir(narrowed(path), create);
+}
+
 void CDir::MakeDir(const wstringEx& path, bool recursive) {
     MakeDir(narrowed(path), recursive);
 }

@@ -4,10 +4,12 @@
 
 #include <gtest/gtest.h>
 
+#include "orlo/files/dir.h"
 #include "orlo/files/shm.h"
 #include "orlo/files/sys_file.h"
 #include "orlo/textconv/text_conv.h"
 #include "support/expect_throw.h"
+#include "support/temp_dir.h"
 #include "textconv/in_environment.h"
 #include "textconv/text_lib_icu.h"
 
@@ -61,6 +63,26 @@ TEST(narrow_name, a_name_that_the_encoding_lacks) {
                        "  file path = /tmp/\xE2\x82\xAC\n@ " +
                            inner);
         EXPECT_EQ(file.GetPath(), "/dev/null") << "as it was";
+        CDir dir;
+        dir.Open("/"_lit);
+        EXPECT_FAILURE(dir.Open(L"/tmp/\u20AC"_lit, true), tconvExp, 1, inner);
+        EXPECT_FALSE(CDir::IsDir(L"/tmp/\u20AC"_lit));
+        EXPECT_EQ(dir.GetPath(), "/") << "as it was";
+    });
+}
+
+TEST(narrow_name, directories) {
+    const testing_support::temp_dir temp;
+    in_environment({{"ORLO_DEFAULT_MBCS", "ISO-8859-1"}}, [&temp] {
+        CDir dir;
+        dir.Open(stringEx(temp / ""));
+        dir.ChangeDir(L"n\u00E9"_lit, true);
+        const stringEx made(temp / "n\xE9/");
+        EXPECT_EQ(dir.GetPath(), made);
+        EXPECT_TRUE(CDir::IsDir(made) && CDir::IsDir(Widen(made)));
+        CDir again;
+        again.Open(Widen(made));
+        EXPECT_EQ(again.GetPath(), made);
     });
 }
 

@@ -135,6 +135,7 @@ public:
 
     /// True if `path` names a directory, links followed. Every failure to find out gives false; never throws.
     static bool IsDir(const stringEx& path) noexcept;
+    static bool IsDir(const wstringEx& path) noexcept;
 
     /// Makes `path` absolute and normal: relative paths begin in the working directory, "~/" in the home
     /// directory (`HOME`, else the user's entry in the password database); "." and empty segments go, ".."
@@ -160,10 +161,15 @@ public:
     /// `dirExp` 2 for an empty path, 3 for a missing directory, and what `ConvToFullPath` and `MakeDir`
     /// throw.
     void Open(const stringEx& path, bool create = false, bool noCheck = false);
+    /// The same by a wide path, in the default encoding. Throws `tconvExp` for a path with a character that the
+    /// encoding lacks; the object is then as it was.
+    void Open(const wstringEx& path, bool create = false, bool noCheck = false);
 
     /// Steps into `path`, which is relative to this object unless it begins with "/". Otherwise as `Open`; on
     /// failure the object stays as it was.
     void ChangeDir(const stringEx& path, bool create = false);
+    /// The same by a wide path, as `Open`.
+    void ChangeDir(const wstringEx& path, bool create = false);
 
     /// Makes `path` absolute as seen from this object: unless it begins with "/" this object's path is put in
     /// front and the whole converted as `ConvToFullPath` does. An empty path stays empty.
@@ -225,8 +231,8 @@ public:
 
     // --- changing the file system ------------------------------------------------------------------------
 
-    // Each operation has a narrow and a wide form; the wide one converts its paths by the system's encoding.
-    // They take no lock beyond the sharing modes of the files they open, and change nothing before they are
+    // Each operation has a narrow and a wide form; the wide one converts its paths by the default
+    // encoding and throws `tconvExp` where that lacks a character of them. They take no lock beyond the sharing modes of the files they open, and change nothing before they are
     // known to be able to begin.
 
     /// Makes the directory `path`, and with `recursive` all missing levels above it, with permissions 0777
