@@ -98,6 +98,7 @@ TEST(Format, CutsAtTheGivenLength) {
     wstringEx wide(L"old");
     wide.format(16, L"%d-%ls", 7, L"w");
     EXPECT_EQ(wide, L"7-w");
+    EXPECT_THROW(wide.reserve_for_write(std::uint64_t{1} << 62), std::bad_alloc);  // 2 to the 64th bytes
     wide.append_format(3, L"%d", 1234);
     EXPECT_EQ(wide, L"7-w") << "what does not fit counts as failed";
     wide.format(3, L"%d", 1234);
