@@ -20,6 +20,7 @@
 #include <cstring>
 
 #include "orlo/data/generic_adapters.h"
+#include "orlo/data/mem_source.h"
 #include "orlo/files/sys_file.h"
 #include "rows/csv_scanner.h"
 #include "strings/failure.h"
@@ -69,27 +70,6 @@ void single_quotes(stringEx& text, char quote) {
     text.set_size(single_quotes(text.mutable_data(), text.size(), quote));
 }
 
-/// A text of the caller's, read like any other source: doubled quotes are made single where rows lie, and that
-/// may not happen in the caller's bytes.
-class text_source final : public TDataSource {
-public:
-    explicit text_source(const byteEx& text) : text_(text) {}
-
-    bool IsOpen() const override { return true; }
-    int GetKind() const override { return 0; }
-    bool IsEof() override { return position_ == text_.size(); }
-    std::size_t Read(void* buffer, std::size_t size) override {
-        const std::size_t got = std::min(size, text_.size() - position_);
-        std::memcpy(buffer, text_.data() + position_, got);
-        position_ += got;
-        return got;
-    }
-
-private:
-    const byteEx& text_;
-    std::size_t position_ = 0;
-};
-
 }  // namespace
 
 CCsvParser::CCsvParser() : m_scanner(std::make_unique<IMPL::csv_scanner>()) {}
@@ -119,7 +99,7 @@ void CCsvParser::Attach(shared_ptr<TDataSource> source, char delimiter, char quo
 }
 
 void CCsvParser::Attach(byteEx& text, char delimiter, char quote, const stringEx& line_end) {
-    Attach(shared_ptr<text_source>::make(text), delimiter, quote, line_end);
+    Attach(shared_ptr<CMemSource>::make(text), delimiter, quote, line_end);
 }
 
 void CCsvParser::SetRowQuota(std::uint64_t quota) noexcept {

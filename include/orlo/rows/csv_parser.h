@@ -55,7 +55,8 @@ public:
     /// "\n".
     void Attach(shared_ptr<TDataSource> source, char delimiter = ',', char quote = '"',
                 const stringEx& line_end = "\r\n"_lit, std::uint32_t block_size = default_block_size);
-    /// Starts on a text in memory, which the caller keeps alive and unchanged.
+    /// Starts on a text in memory, which is shared and never written to; a borrowed one has to stay until all
+    /// rows were read.
     void Attach(byteEx& text, char delimiter = ',', char quote = '"', const stringEx& line_end = "\r\n"_lit);
 
     /// Replaces `row` with the next row, whose cells are the caller's to keep. False, with an empty row, when
