@@ -7,10 +7,8 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/time.h>
 
 #include <chrono>
-#include <csignal>
 #include <cstddef>
 #include <cstring>
 #include <functional>
@@ -21,6 +19,7 @@
 #include "orlo/files/proc_file.h"
 #include "support/child.h"
 #include "support/errno_table.h"
+#include "support/signal_rain.h"
 #include "support/temp_dir.h"
 
 namespace Orlo {
@@ -32,30 +31,6 @@ using std::chrono::milliseconds;
 bool is_open(int descriptor) {
     return ::fcntl(descriptor, F_GETFD) != -1;
 }
-
-/// A signal every 5 ms, which interrupts whatever waits.
-class signal_rain {
-public:
-    signal_rain() {
-        struct sigaction action {};
-        action.sa_handler = [](int) {};
-        sigaction(SIGALRM, &action, &before_);
-        set(5000);
-    }
-    signal_rain(const signal_rain&) = delete;
-    signal_rain& operator=(const signal_rain&) = delete;
-    ~signal_rain() {
-        set(0);
-        sigaction(SIGALRM, &before_, nullptr);
-    }
-
-private:
-    static void set(long microseconds) {
-        const itimerval timer{{0, microseconds}, {0, microseconds}};
-        setitimer(ITIMER_REAL, &timer, nullptr);
-    }
-    struct sigaction before_ {};
-};
 
 struct CFile : testing::Test, faults::clean_slate {
     const temp_dir temp{{"file", "0123456789"}};
