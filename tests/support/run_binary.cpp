@@ -29,6 +29,10 @@ std::string text_of(std::FILE* file) {
 
 }  // namespace
 
+std::filesystem::path tallycsv_path() {
+    return TALLYCSV_BINARY;
+}
+
 ended run_folder::run(const std::string& arguments, const action& prepare, const action& meanwhile) const {
     std::FILE* const output = std::tmpfile();
     std::FILE* const errors = std::tmpfile();

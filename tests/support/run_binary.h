@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <functional>
 #include <ostream>
 #include <string>
@@ -32,6 +33,9 @@ struct ended {
     int status;  ///< minus the signal if one ended it
     std::string output, errors;
 };
+
+/// The program under test.
+std::filesystem::path tallycsv_path();
 
 /// A fresh folder to run the program in.
 struct run_folder : temp_dir {
