@@ -202,7 +202,7 @@ CFileMapping::~CFileMapping() noexcept(false) {
         try {
             close_descriptor(m_descriptor);
         } catch (const sysfileExp& failed) {
-            throw fmppExp(failed.message(), fmpp_code::release);
+            throw fmppExp(failed.message(), fmpp_code::release, failed.error_number());
         }
     });
 }

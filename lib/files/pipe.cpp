@@ -142,7 +142,7 @@ std::size_t CPipe::Read(void* buffer, std::size_t size, bool readAll) {
             if (count == 0 || total == size || !readAll) return total;
         }
     } catch (const sysfileExp& failed) {
-        throw pipeExp(failed.message(), failed.code());
+        throw pipeExp(failed.message(), failed.code(), failed.error_number());
     }
 }
 

@@ -104,7 +104,7 @@ std::size_t moved(const stringEx& path, const failure<sysfileExp>& failed, Call&
     if (count >= 0) return static_cast<std::size_t>(count);
     const int error = errno;
     throw sysfileExp(failed.text({path, system_error{error}}),
-                     error == EPIPE ? std::int32_t{sysfile_code::broken_pipe} : failed.code);
+                     error == EPIPE ? std::int32_t{sysfile_code::broken_pipe} : failed.code, error);
 }
 
 }  // namespace

@@ -145,7 +145,7 @@ void basic_buffer<T>::assign_reserve(std::uint64_t min_capacity) {
 /// Replaces the content with a text that lies elsewhere, in a block of at least `min_capacity` elements. What
 /// can fail is done before the old content goes.
 template <class T>
-void basic_buffer<T>::replace_content(view_type text, std::uint64_t min_capacity) {
+basic_buffer<T>& basic_buffer<T>::replace_content(view_type text, std::uint64_t min_capacity) {
     min_capacity = std::max<std::uint64_t>(min_capacity, text.size() + 1);
     if (refs_.unique()) {
         reserve_for_write(min_capacity);
@@ -156,6 +156,7 @@ void basic_buffer<T>::replace_content(view_type text, std::uint64_t min_capacity
         made.append(text);
         *this = std::move(made);
     }
+    return *this;
 }
 
 template <class T>
@@ -172,6 +173,9 @@ basic_buffer<T>& basic_buffer<T>::append_grown(const T* text, std::size_t count)
     terminate();
     return *this;
 }
+
+// Nothing that derives from a part takes room, so that an object is its four words.
+static_assert(sizeof(stringEx) == 32 && sizeof(wstringEx) == 32 && sizeof(byteEx) == 32);
 
 template class basic_buffer<char>;
 template class basic_buffer<wchar_t>;

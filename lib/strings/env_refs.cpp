@@ -33,7 +33,7 @@ constexpr std::uint32_t LAST_DEPTH = 63;
 constexpr std::uint64_t MOST_MULTIPLIED = 16 << 20;
 
 constexpr failure<auxExp> EXPANDED_TOO_MUCH = {{
-    .code = 1,
+    .code = aux_code::references_multiply,
     .head = "ExpandEnvRefs - failed expand environment references\n"
             "  size too big, a variable may refer to itself more than once\n",
     .keys = {"  variable name = ", "  size limit    = "},

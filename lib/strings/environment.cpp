@@ -21,8 +21,10 @@
 namespace Orlo {
 namespace {
 
-constexpr failure<auxExp> SET_ARGUMENT = {{.code = 2, .head = "SetEnv - invalid argument"}};
-constexpr failure<auxExp> UNSET_ARGUMENT = {{.code = 2, .head = "UnsetEnv - invalid argument"}};
+constexpr failure<auxExp> SET_ARGUMENT = {
+    {.code = aux_code::env_argument, .head = "SetEnv - invalid argument"}};
+constexpr failure<auxExp> UNSET_ARGUMENT = {
+    {.code = aux_code::env_argument, .head = "UnsetEnv - invalid argument"}};
 
 constinit std::mutex the_mutex;
 

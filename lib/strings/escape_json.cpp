@@ -51,11 +51,11 @@ char32_t read_unicode(std::basic_string_view<T> text) noexcept {
 }  // namespace
 
 template <class T>
-void basic_buffer<T>::json_escape_append_to(basic_buffer& target) const requires text_unit<T> {
-    IMPL::append_escaped(*this, target, SPECIAL, [](basic_buffer& made, T c) {
+void buffer_escaping<T>::json_escape_append_to(basic_buffer<T>& target) const {
+    IMPL::append_escaped(self(), target, SPECIAL, [](basic_buffer<T>& made, T c) {
         const std::size_t known = UNITS<T>.find(c);
         made.append(T('\\'));
-        if (known != npos) {
+        if (known != basic_buffer<T>::npos) {
             made.append(LETTERS<T>[known]);
         } else {
             made.append(ORLO_LITERAL(T, "u00")).append(c < 16 ? T('0') : T('1'));
@@ -65,13 +65,13 @@ void basic_buffer<T>::json_escape_append_to(basic_buffer& target) const requires
 }
 
 template <class T>
-void basic_buffer<T>::json_restore_append_to(basic_buffer& target) const requires text_unit<T> {
-    class CJsonRestorer final : public IStrMatchCmd<basic_buffer> {
+void buffer_escaping<T>::json_restore_append_to(basic_buffer<T>& target) const {
+    class CJsonRestorer final : public IStrMatchCmd<basic_buffer<T>> {
     public:
-        std::int32_t Match(const basic_buffer& key, basic_buffer& out) override {
+        std::int32_t Match(const basic_buffer<T>& key, basic_buffer<T>& out) override {
             if (key[0] == T('u')) return MatchUnicode(key.view(), out);
             const std::size_t known = letters_.view().find(key[0]);
-            if (known == npos) return MATCH_NONE;
+            if (known == basic_buffer<T>::npos) return MATCH_NONE;
             out.append(units_[known]);
             matchedLen_ = 1;
             return MATCH_REPLACE;
@@ -80,7 +80,7 @@ void basic_buffer<T>::json_restore_append_to(basic_buffer& target) const require
         std::uint64_t GetMatchedLen() const override { return matchedLen_; }
 
     private:
-        std::int32_t MatchUnicode(view_type key, basic_buffer& out) {
+        std::int32_t MatchUnicode(std::basic_string_view<T> key, basic_buffer<T>& out) {
             char32_t point = read_unicode(key);
             matchedLen_ = UNICODE_LENGTH;
             if (point >= HIGH_HALF && point < LOW_HALF && key.size() >= PAIR_LENGTH &&
@@ -95,18 +95,18 @@ void basic_buffer<T>::json_restore_append_to(basic_buffer& target) const require
             return MATCH_REPLACE;
         }
 
-        const basic_buffer letters_ = borrow(LETTERS<T>);
-        const basic_buffer units_ = borrow(UNITS<T>);
+        const basic_buffer<T> letters_ = basic_buffer<T>::borrow(LETTERS<T>);
+        const basic_buffer<T> units_ = basic_buffer<T>::borrow(UNITS<T>);
         std::uint64_t matchedLen_ = 1;
     };
 
     CJsonRestorer cmd;
-    replace_by_cmd(*this, target, T('\\'), cmd);
+    basic_buffer<T>::replace_by_cmd(self(), target, T('\\'), cmd);
 }
 
-#define ORLO_ESCAPE_JSON(T)                                                           \
-    template void basic_buffer<T>::json_escape_append_to(basic_buffer& target) const; \
-    template void basic_buffer<T>::json_restore_append_to(basic_buffer& target) const;
+#define ORLO_ESCAPE_JSON(T)                                                          \
+    template void buffer_escaping<T>::json_escape_append_to(basic_buffer<T>&) const; \
+    template void buffer_escaping<T>::json_restore_append_to(basic_buffer<T>&) const;
 ORLO_ESCAPE_JSON(char)
 ORLO_ESCAPE_JSON(wchar_t)
 #undef ORLO_ESCAPE_JSON

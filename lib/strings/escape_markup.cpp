@@ -80,32 +80,32 @@ void restore(const basic_buffer<T>& source, basic_buffer<T>& target, IStrMatchCm
 }  // namespace
 
 template <class T>
-void basic_buffer<T>::xml_escape_append_to(basic_buffer& target) const requires text_unit<T> {
-    escape<XML_ENTITIES>(*this, target);
+void buffer_escaping<T>::xml_escape_append_to(basic_buffer<T>& target) const {
+    escape<XML_ENTITIES>(self(), target);
 }
 
 template <class T>
-void basic_buffer<T>::xml_restore_append_to(basic_buffer& target) const requires text_unit<T> {
+void buffer_escaping<T>::xml_restore_append_to(basic_buffer<T>& target) const {
     class CXmlRestorer final : public entity_restorer<T, XML_ENTITIES> {};
-    restore(*this, target, CXmlRestorer());
+    restore(self(), target, CXmlRestorer());
 }
 
 template <class T>
-void basic_buffer<T>::html_escape_append_to(basic_buffer& target) const requires text_unit<T> {
-    escape<HTML_ENTITIES>(*this, target);
+void buffer_escaping<T>::html_escape_append_to(basic_buffer<T>& target) const {
+    escape<HTML_ENTITIES>(self(), target);
 }
 
 template <class T>
-void basic_buffer<T>::html_restore_append_to(basic_buffer& target) const requires text_unit<T> {
+void buffer_escaping<T>::html_restore_append_to(basic_buffer<T>& target) const {
     class CHtmlRestorer final : public entity_restorer<T, HTML_ENTITIES> {};
-    restore(*this, target, CHtmlRestorer());
+    restore(self(), target, CHtmlRestorer());
 }
 
-#define ORLO_ESCAPE_MARKUP(T)                                                         \
-    template void basic_buffer<T>::xml_escape_append_to(basic_buffer& target) const;  \
-    template void basic_buffer<T>::xml_restore_append_to(basic_buffer& target) const; \
-    template void basic_buffer<T>::html_escape_append_to(basic_buffer& target) const; \
-    template void basic_buffer<T>::html_restore_append_to(basic_buffer& target) const;
+#define ORLO_ESCAPE_MARKUP(T)                                                        \
+    template void buffer_escaping<T>::xml_escape_append_to(basic_buffer<T>&) const;  \
+    template void buffer_escaping<T>::xml_restore_append_to(basic_buffer<T>&) const; \
+    template void buffer_escaping<T>::html_escape_append_to(basic_buffer<T>&) const; \
+    template void buffer_escaping<T>::html_restore_append_to(basic_buffer<T>&) const;
 ORLO_ESCAPE_MARKUP(char)
 ORLO_ESCAPE_MARKUP(wchar_t)
 #undef ORLO_ESCAPE_MARKUP

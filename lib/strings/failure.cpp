@@ -1,5 +1,6 @@
 #include "strings/failure.h"
 
+#include <cassert>
 #include <cstring>
 
 namespace Orlo {
@@ -23,7 +24,7 @@ stringEx system_error_text(int number, std::span<const errno_sentence> sentences
     return stringEx(UNKNOWN_ERROR).append(strerror_text(number));
 }
 
-/// Lays values out behind the keys of one failure.
+/// Lays values out after the keys of one failure.
 class failure_text {
 public:
     explicit failure_text(const failure_layout& layout) : layout_(layout), text_(layout.head) {}
@@ -63,13 +64,25 @@ public:
     }
 
 private:
-    void next_key() { text_.append(layout_.keys.at(key_++)); }
+    void next_key() {
+        assert(key_ < layout_.keys.size() && layout_.keys[key_] != nullptr);
+        text_.append(layout_.keys.at(key_++));
+    }
 
     const failure_layout& layout_;
     stringEx text_;
     std::size_t key_ = 0;
     bool first_ = true;
 };
+
+int failure_value::error_number(std::initializer_list<failure_value> values) noexcept {
+    for (const kind looked_for : {kind::error, kind::inner}) {
+        for (const failure_value& value : values) {
+            if (value.kind_ == looked_for) return static_cast<int>(value.number_);
+        }
+    }
+    return 0;
+}
 
 stringEx failure_layout::text(std::initializer_list<failure_value> values) const {
     if (values.size() == 0) return stringEx::borrow(head);

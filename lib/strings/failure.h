@@ -23,7 +23,7 @@
 //
 //   READ_FAILED.raise({path_, system_error{errno}});
 //
-// which throws a `sysfileExp` of code 7 that reads
+// which throws a `sysfileExp` of code 7 and of that error number, and reads
 //
 //   CSysFile::Read - failed reading file
 //     file path  = /data/a.csv
@@ -51,6 +51,10 @@ struct wrapped {
 /// One value of a failure: a text, a number, a system error or an inner failure.
 class failure_value {
 public:
+    /// The error number of the first system error among the values, or else of the first inner failure; 0 if
+    /// there is neither.
+    [[nodiscard]] static int error_number(std::initializer_list<failure_value> values) noexcept;
+
     failure_value(std::string_view text) : kind_(kind::text), text_(text) {}
     failure_value(const char* text) : failure_value(std::string_view(text)) {}
     failure_value(const stringEx& text) : failure_value(text.view()) {}
@@ -60,7 +64,8 @@ public:
     failure_value(int number) : failure_value(std::int64_t{number}) {}
     failure_value(unsigned number) : failure_value(std::uint64_t{number}) {}
     failure_value(system_error error) : kind_(kind::error), number_(error.number) {}
-    failure_value(wrapped w) : kind_(kind::inner), text_(w.inner.message().view()) {}
+    failure_value(wrapped w)
+        : kind_(kind::inner), text_(w.inner.message().view()), number_(w.inner.error_number()) {}
 
 private:
     friend class failure_text;
@@ -72,12 +77,12 @@ private:
 };
 
 /// The system's own text of an error.
-stringEx strerror_text(int number);
+[[nodiscard]] stringEx strerror_text(int number);
 
 /// The text of a system error: the table's sentence; for others `other`, or without one "unexpect system
 /// error: " and the system's own text.
-stringEx system_error_text(int number, std::span<const errno_sentence> sentences = {},
-                           const char* other = nullptr);
+[[nodiscard]] stringEx system_error_text(int number, std::span<const errno_sentence> sentences = {},
+                                         const char* other = nullptr);
 
 /// What all failures have in common, whatever class they are thrown as.
 struct failure_layout {
@@ -92,18 +97,18 @@ struct failure_layout {
     std::span<const errno_sentence> sentences{};
     /// The sentence of all other system errors, if it is not the system's own text.
     const char* other_sentence = nullptr;
-    /// What stands behind the last value.
+    /// What follows the last value.
     const char* tail = "";
 
     /// The message. A newline goes between lines; a failure without values is borrowed, not copied.
-    stringEx text(std::initializer_list<failure_value> values) const;
+    [[nodiscard]] stringEx text(std::initializer_list<failure_value> values) const;
 };
 
 /// A failure thrown as `Exp`.
 template <class Exp>
 struct failure : failure_layout {
     [[noreturn]] void raise(std::initializer_list<failure_value> values = {}) const {
-        throw Exp(text(values), code);
+        throw Exp(text(values), code, failure_value::error_number(values));
     }
 };
 

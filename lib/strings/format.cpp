@@ -87,35 +87,31 @@ std::uint64_t room_for(std::size_t max_length, std::size_t length) {
 
 }  // namespace
 
-template <class T>
-void basic_buffer<T>::append_format_list(std::size_t max_length, const T* format,
-                                         std::va_list arguments) requires text_unit<T> {
-    const printed<T> made(max_length, format, arguments);
-    reserve_for_write(size_ + std::min(room_for(max_length, made.text().size()), npos - size_));
-    append(made.text());
-}
-
-template <class T>
-void basic_buffer<T>::append_format(std::size_t max_length, const T* format, ...) requires text_unit<T> {
-    std::va_list arguments;
-    va_start(arguments, format);
-    append_format_list(max_length, format, arguments);
-    va_end(arguments);
-}
-
-template <class T>
-void basic_buffer<T>::format(std::size_t max_length, const T* format, ...) requires text_unit<T> {
-    std::va_list arguments;
-    va_start(arguments, format);
-    const printed<T> made(max_length, format, arguments);
-    va_end(arguments);
-    replace_content(made.text(), room_for(max_length, made.text().size()));
-}
-
-#define ORLO_FORMAT(T)                                                                      \
-    template void basic_buffer<T>::append_format_list(std::size_t, const T*, std::va_list); \
-    template void basic_buffer<T>::append_format(std::size_t, const T*, ...);               \
-    template void basic_buffer<T>::format(std::size_t, const T*, ...);
+#define ORLO_FORMAT(T)                                                                                  \
+    void buffer_format<T>::append_format_list(std::size_t max_length, const T* format,                  \
+                                              std::va_list arguments) {                                 \
+        auto& text = static_cast<basic_buffer<T>&>(*this);                                              \
+        const printed<T> made(max_length, format, arguments);                                           \
+        const std::uint64_t room = room_for(max_length, made.text().size());                            \
+        text.reserve_for_write(text.size() + std::min(room, basic_buffer<T>::npos - text.size()));      \
+        text.append(made.text());                                                                       \
+    }                                                                                                   \
+                                                                                                        \
+    void buffer_format<T>::append_format(std::size_t max_length, const T* format, ...) {                \
+        std::va_list arguments;                                                                         \
+        va_start(arguments, format);                                                                    \
+        append_format_list(max_length, format, arguments);                                              \
+        va_end(arguments);                                                                              \
+    }                                                                                                   \
+                                                                                                        \
+    void buffer_format<T>::format(std::size_t max_length, const T* format, ...) {                       \
+        std::va_list arguments;                                                                         \
+        va_start(arguments, format);                                                                    \
+        const printed<T> made(max_length, format, arguments);                                           \
+        va_end(arguments);                                                                              \
+        static_cast<basic_buffer<T>&>(*this).replace_content(made.text(),                               \
+                                                             room_for(max_length, made.text().size())); \
+    }
 ORLO_FORMAT(char)
 ORLO_FORMAT(wchar_t)
 #undef ORLO_FORMAT

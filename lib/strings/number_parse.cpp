@@ -86,34 +86,38 @@ std::uint64_t to_unsigned(const scanned_number& scanned) noexcept {
     return scanned.minus ? 0 - scanned.magnitude : scanned.magnitude;
 }
 
+/// Scans a stretch of a text and tells where in the text the scan ended.
+template <class T>
+scanned_number scan_piece(const basic_buffer<T>& text, std::size_t pos, std::size_t count,
+                          std::uint32_t radix, std::size_t* end_pos) noexcept {
+    const std::size_t from = std::min(pos, text.size());
+    const scanned_number found = scan_number(text.view().substr(from, count), radix);
+    if (end_pos != nullptr) *end_pos = from + found.stop;
+    return found;
+}
+
 template scanned_number scan_number(std::basic_string_view<char>, std::uint32_t) noexcept;
 template scanned_number scan_number(std::basic_string_view<wchar_t>, std::uint32_t) noexcept;
 
 }  // namespace IMPL
 
 template <class T>
-std::int64_t basic_buffer<T>::to_int64(std::size_t pos, std::size_t count, std::uint32_t radix,
-                                       std::size_t* end_pos) const noexcept requires text_unit<T> {
-    const range r = cut_range(pos, count);
-    const IMPL::scanned_number found = IMPL::scan_number(view().substr(r.first, r.second), radix);
-    if (end_pos != nullptr) *end_pos = r.first + found.stop;
-    return IMPL::to_signed(found);
+std::int64_t buffer_numbers<T>::to_int64(std::size_t pos, std::size_t count, std::uint32_t radix,
+                                         std::size_t* end_pos) const noexcept {
+    return IMPL::to_signed(IMPL::scan_piece(self(), pos, count, radix, end_pos));
 }
 
 template <class T>
-std::uint64_t basic_buffer<T>::to_uint64(std::size_t pos, std::size_t count, std::uint32_t radix,
-                                         std::size_t* end_pos) const noexcept requires text_unit<T> {
-    const range r = cut_range(pos, count);
-    const IMPL::scanned_number found = IMPL::scan_number(view().substr(r.first, r.second), radix);
-    if (end_pos != nullptr) *end_pos = r.first + found.stop;
-    return IMPL::to_unsigned(found);
+std::uint64_t buffer_numbers<T>::to_uint64(std::size_t pos, std::size_t count, std::uint32_t radix,
+                                           std::size_t* end_pos) const noexcept {
+    return IMPL::to_unsigned(IMPL::scan_piece(self(), pos, count, radix, end_pos));
 }
 
 #define ORLO_NUMBER_PARSE(T)                                                                                 \
-    template std::int64_t basic_buffer<T>::to_int64(std::size_t, std::size_t, std::uint32_t, std::size_t*)   \
+    template std::int64_t buffer_numbers<T>::to_int64(std::size_t, std::size_t, std::uint32_t, std::size_t*) \
         const noexcept;                                                                                      \
-    template std::uint64_t basic_buffer<T>::to_uint64(std::size_t, std::size_t, std::uint32_t, std::size_t*) \
-        const noexcept;
+    template std::uint64_t buffer_numbers<T>::to_uint64(std::size_t, std::size_t, std::uint32_t,             \
+                                                        std::size_t*) const noexcept;
 ORLO_NUMBER_PARSE(char)
 ORLO_NUMBER_PARSE(wchar_t)
 #undef ORLO_NUMBER_PARSE

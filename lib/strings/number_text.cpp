@@ -69,36 +69,30 @@ private:
 }  // namespace
 
 template <class T>
-basic_buffer<T>& basic_buffer<T>::append_number(std::int64_t value,
-                                                std::uint32_t radix) requires text_unit<T> {
-    return append(number_text<T>(value, radix).view());
+basic_buffer<T>& buffer_numbers<T>::append_number(std::int64_t value, std::uint32_t radix) {
+    return self().append(number_text<T>(value, radix).view());
 }
 
 template <class T>
-basic_buffer<T>& basic_buffer<T>::append_number(std::uint64_t value,
-                                                std::uint32_t radix) requires text_unit<T> {
-    return append(number_text<T>(value, radix).view());
+basic_buffer<T>& buffer_numbers<T>::append_number(std::uint64_t value, std::uint32_t radix) {
+    return self().append(number_text<T>(value, radix).view());
 }
 
 template <class T>
-basic_buffer<T>& basic_buffer<T>::assign_number(std::int64_t value,
-                                                std::uint32_t radix) requires text_unit<T> {
-    replace_content(number_text<T>(value, radix).view(), 0);
-    return *this;
+basic_buffer<T>& buffer_numbers<T>::assign_number(std::int64_t value, std::uint32_t radix) {
+    return self().replace_content(number_text<T>(value, radix).view());
 }
 
 template <class T>
-basic_buffer<T>& basic_buffer<T>::assign_number(std::uint64_t value,
-                                                std::uint32_t radix) requires text_unit<T> {
-    replace_content(number_text<T>(value, radix).view(), 0);
-    return *this;
+basic_buffer<T>& buffer_numbers<T>::assign_number(std::uint64_t value, std::uint32_t radix) {
+    return self().replace_content(number_text<T>(value, radix).view());
 }
 
-#define ORLO_NUMBER_TEXT(T)                                                                 \
-    template basic_buffer<T>& basic_buffer<T>::append_number(std::int64_t, std::uint32_t);  \
-    template basic_buffer<T>& basic_buffer<T>::append_number(std::uint64_t, std::uint32_t); \
-    template basic_buffer<T>& basic_buffer<T>::assign_number(std::int64_t, std::uint32_t);  \
-    template basic_buffer<T>& basic_buffer<T>::assign_number(std::uint64_t, std::uint32_t);
+#define ORLO_NUMBER_TEXT(T)                                                                   \
+    template basic_buffer<T>& buffer_numbers<T>::append_number(std::int64_t, std::uint32_t);  \
+    template basic_buffer<T>& buffer_numbers<T>::append_number(std::uint64_t, std::uint32_t); \
+    template basic_buffer<T>& buffer_numbers<T>::assign_number(std::int64_t, std::uint32_t);  \
+    template basic_buffer<T>& buffer_numbers<T>::assign_number(std::uint64_t, std::uint32_t);
 ORLO_NUMBER_TEXT(char)
 ORLO_NUMBER_TEXT(wchar_t)
 #undef ORLO_NUMBER_TEXT

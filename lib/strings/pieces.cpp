@@ -6,86 +6,96 @@ namespace Orlo {
 
 /// Builds the result beside the text, so that the cost is linear and `from` and `to` may lie inside it.
 template <class T>
-std::size_t basic_buffer<T>::replace_all(view_type from, view_type to, std::size_t pos,
-                                         std::size_t max_count) {
+std::size_t buffer_pieces<T>::replace_all(std::basic_string_view<T> from, std::basic_string_view<T> to,
+                                          std::size_t pos, std::size_t max_count) {
     if (from.empty()) return 0;
 
-    basic_buffer built;
+    const std::basic_string_view<T> text = self().view();
+    basic_buffer<T> built;
     std::size_t copied = 0;
     std::size_t replaced = 0;
     while (replaced < max_count) {
-        const std::size_t hit = find(from, pos);
-        if (hit == npos) break;
-        built.append(data_ + copied, hit - copied).append(to);
+        const std::size_t hit = text.find(from, pos);
+        if (hit == text.npos) break;
+        built.append(text.substr(copied, hit - copied)).append(to);
         copied = pos = hit + from.size();
         ++replaced;
     }
     if (replaced == 0) return 0;
-    built.append(data_ + copied, size_ - copied);
-    *this = std::move(built);
+    built.append(text.substr(copied));
+    self() = std::move(built);
     return replaced;
 }
 
 template <class T>
-void basic_buffer<T>::split_ranges(std::vector<range>& ranges, view_type separator) const {
+void buffer_pieces<T>::split_ranges(std::vector<range>& ranges, std::basic_string_view<T> separator) const {
+    const std::basic_string_view<T> text = self().view();
     ranges.clear();
     std::size_t from = 0;
     while (!separator.empty()) {
-        const std::size_t hit = find(separator, from);
-        if (hit == npos) break;
+        const std::size_t hit = text.find(separator, from);
+        if (hit == text.npos) break;
         ranges.emplace_back(from, hit - from);
         from = hit + separator.size();
     }
-    ranges.emplace_back(from, size_ - from);
+    ranges.emplace_back(from, text.size() - from);
 }
 
 template <class T>
-typename basic_buffer<T>::range basic_buffer<T>::head_range(view_type separator,
-                                                            std::int64_t n) const noexcept {
+typename buffer_pieces<T>::range buffer_pieces<T>::head_range(std::basic_string_view<T> separator,
+                                                              std::int64_t n) const noexcept {
+    const std::basic_string_view<T> text = self().view();
     std::size_t from = 0;
     while (n >= 0 && !separator.empty()) {
-        const std::size_t hit = find(separator, from);
-        if (hit == npos) break;
+        const std::size_t hit = text.find(separator, from);
+        if (hit == text.npos) break;
         if (n-- == 0) return {0, hit};
         from = hit + separator.size();
     }
-    return {0, size_};
+    return {0, text.size()};
 }
 
 template <class T>
-typename basic_buffer<T>::range basic_buffer<T>::tail_range(view_type separator,
-                                                            std::int64_t n) const noexcept {
-    view_type left = view();
+typename buffer_pieces<T>::range buffer_pieces<T>::tail_range(std::basic_string_view<T> separator,
+                                                              std::int64_t n) const noexcept {
+    const std::basic_string_view<T> text = self().view();
+    std::basic_string_view<T> left = text;
     while (n >= 0 && !separator.empty()) {
         const std::size_t hit = left.rfind(separator);
-        if (hit == npos) break;
-        const std::size_t behind = hit + separator.size();
-        if (n-- == 0) return {behind, size_ - behind};
+        if (hit == text.npos) break;
+        const std::size_t after = hit + separator.size();
+        if (n-- == 0) return {after, text.size() - after};
         left = left.substr(0, hit);
     }
-    return {0, size_};
+    return {0, text.size()};
 }
 
+template class buffer_pieces<char>;
+template class buffer_pieces<wchar_t>;
+template class buffer_pieces<unsigned char>;
+
 template <class T>
-void basic_buffer<T>::trim() requires text_unit<T> {
+void buffer_letters<T>::trim() {
     trim_right();
     trim_left();
 }
 
 template <class T>
-void basic_buffer<T>::trim_left() requires text_unit<T> {
+void buffer_letters<T>::trim_left() {
+    const std::basic_string_view<T> text = self().view();
     std::size_t blanks = 0;
-    while (blanks < size_ && is_blank_char(data_[blanks]))
+    while (blanks < text.size() && basic_buffer<T>::is_blank_char(text[blanks]))
         ++blanks;
-    if (blanks != 0) assign(view().substr(blanks));
+    if (blanks != 0) self().assign(text.substr(blanks));
 }
 
 template <class T>
-void basic_buffer<T>::trim_right() requires text_unit<T> {
-    std::size_t kept = size_;
-    while (kept != 0 && is_blank_char(data_[kept - 1]))
+void buffer_letters<T>::trim_right() {
+    const std::basic_string_view<T> text = self().view();
+    std::size_t kept = text.size();
+    while (kept != 0 && basic_buffer<T>::is_blank_char(text[kept - 1]))
         --kept;
-    if (kept != size_) assign(view().substr(0, kept));
+    if (kept != text.size()) self().assign(text.substr(0, kept));
 }
 
 namespace {
@@ -105,32 +115,23 @@ void shift_letters(basic_buffer<T>& text, T first, int step) {
 }  // namespace
 
 template <class T>
-void basic_buffer<T>::to_lower() requires text_unit<T> {
-    shift_letters(*this, T('A'), 'a' - 'A');
+void buffer_letters<T>::to_lower() {
+    shift_letters(self(), T('A'), 'a' - 'A');
 }
 
 template <class T>
-void basic_buffer<T>::to_upper() requires text_unit<T> {
-    shift_letters(*this, T('a'), 'A' - 'a');
+void buffer_letters<T>::to_upper() {
+    shift_letters(self(), T('a'), 'A' - 'a');
 }
 
-#define ORLO_PIECES(T)                                                                                   \
-    template std::size_t basic_buffer<T>::replace_all(view_type, view_type, std::size_t, std::size_t);   \
-    template void basic_buffer<T>::split_ranges(std::vector<range>&, view_type) const;                   \
-    template basic_buffer<T>::range basic_buffer<T>::head_range(view_type, std::int64_t) const noexcept; \
-    template basic_buffer<T>::range basic_buffer<T>::tail_range(view_type, std::int64_t) const noexcept;
-#define ORLO_TEXT_PIECES(T)                      \
-    template void basic_buffer<T>::trim();       \
-    template void basic_buffer<T>::trim_left();  \
-    template void basic_buffer<T>::trim_right(); \
-    template void basic_buffer<T>::to_lower();   \
-    template void basic_buffer<T>::to_upper();
-ORLO_PIECES(char)
-ORLO_PIECES(wchar_t)
-ORLO_PIECES(unsigned char)
-ORLO_TEXT_PIECES(char)
-ORLO_TEXT_PIECES(wchar_t)
-#undef ORLO_PIECES
-#undef ORLO_TEXT_PIECES
+#define ORLO_LETTERS(T)                            \
+    template void buffer_letters<T>::trim();       \
+    template void buffer_letters<T>::trim_left();  \
+    template void buffer_letters<T>::trim_right(); \
+    template void buffer_letters<T>::to_lower();   \
+    template void buffer_letters<T>::to_upper();
+ORLO_LETTERS(char)
+ORLO_LETTERS(wchar_t)
+#undef ORLO_LETTERS
 
 }  // namespace Orlo

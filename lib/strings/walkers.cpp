@@ -2,14 +2,14 @@
 //
 // A walk keeps two places: `next`, where it looks for the next mark, and `kept`, where the text begins that
 // is not yet written. What stays as it is only moves `next`; a replacement writes the text from `kept` up to
-// the mark as one block, then the replacement, and sets both behind what was consumed. With "%" as the
+// the mark as one block, then the replacement, and sets both after what was consumed. With "%" as the
 // escape, "x" for "%a" and nothing for "%q":
 //
-//     1%q2%a3      "%q" is none: next goes behind it; "%a": "1%q2" and "x" are written; the end writes "3"
+//     1%q2%a3      "%q" is none: next goes after it; "%a": "1%q2" and "x" are written; the end writes "3"
 //
 // Linear: each character is passed once by the search for marks and copied once. The search for `close` is
-// remembered, since the first `close` behind one `open` is also the first behind every later `open` before
-// it: a text of nothing but openings and one closing does not search to the end for each.
+// remembered, since the first `close` after one `open` is also the first after every later `open` that comes
+// before it: a text of nothing but openings and one closing is not searched to its end for each.
 
 #include "orlo/strings/match_cmd.h"
 #include "strings/append_apart.h"
@@ -56,7 +56,7 @@ public:
     }
 
     void stretches(view open, view close) {
-        // an opening such as "{{" cannot be told from its own first character doubled: it is never doubled
+        // An opening such as "{{" cannot be told from its own first character doubled: it is never doubled
         const bool may_double = open.size() == 1 || open[0] != open[1];
         std::size_t end = 0;
         for (;;) {
@@ -93,14 +93,14 @@ private:
     /// Writes what is not yet written before `end`.
     void write_up_to(std::size_t end) { target_.append(source_.substr(kept_, end - kept_)); }
 
-    /// Replaces the text from the mark up to `behind`; the mark ends at `next_`.
-    void replace(std::int32_t code, std::size_t mark, std::size_t behind) {
+    /// Replaces the text from the mark up to `end`; the mark ends at `next_`.
+    void replace(std::int32_t code, std::size_t mark, std::size_t end) {
         write_up_to(code == MATCH_INSERT ? next_ : mark);
         target_.append(out_);
-        kept_ = next_ = behind;
+        kept_ = next_ = end;
     }
 
-    /// Goes behind the second of two equal characters, of which `next_` is the place of the second.
+    /// Goes past two equal characters; `next_` is the place of the second.
     void pass_double() {
         if (!keep_double_) {
             write_up_to(next_);
@@ -152,34 +152,36 @@ private:
 }  // namespace
 
 template <class T>
-void basic_buffer<T>::replace_by_cmd(const basic_buffer& source, basic_buffer& target, T escape,
-                                     IStrMatchCmd<basic_buffer>& cmd, bool drop_trailing, bool keep_double) {
-    IMPL::append_apart(source, target, [&](basic_buffer& made) {
+void buffer_walking<T>::replace_by_cmd(const basic_buffer<T>& source, basic_buffer<T>& target, T escape,
+                                       IStrMatchCmd<basic_buffer<T>>& cmd, bool drop_trailing,
+                                       bool keep_double) {
+    IMPL::append_apart(source, target, [&](basic_buffer<T>& made) {
         walk<T>(source.view(), made, cmd, drop_trailing, keep_double).escapes(escape);
     });
 }
 
 template <class T>
-void basic_buffer<T>::replace_by_cmd(T escape, IStrMatchCmd<basic_buffer>& cmd, bool drop_trailing,
-                                     bool keep_double) {
-    if (view().find(escape) == npos) return;
-    basic_buffer made;
-    replace_by_cmd(*this, made, escape, cmd, drop_trailing, keep_double);
-    *this = std::move(made);
+void buffer_walking<T>::replace_by_cmd(T escape, IStrMatchCmd<basic_buffer<T>>& cmd, bool drop_trailing,
+                                       bool keep_double) {
+    if (self().view().find(escape) == basic_buffer<T>::npos) return;
+    basic_buffer<T> made;
+    replace_by_cmd(self(), made, escape, cmd, drop_trailing, keep_double);
+    self() = std::move(made);
 }
 
 template <class T>
-void basic_buffer<T>::replace_by_table(T escape, const str_replacement<basic_buffer>* table,
-                                       bool drop_trailing, bool keep_double) {
-    CTableMatchCmd<basic_buffer> cmd(table);
+void buffer_walking<T>::replace_by_table(T escape, const str_replacement<basic_buffer<T>>* table,
+                                         bool drop_trailing, bool keep_double) {
+    CTableMatchCmd<basic_buffer<T>> cmd(table);
     replace_by_cmd(escape, cmd, drop_trailing, keep_double);
 }
 
 template <class T>
-void basic_buffer<T>::replace_between(const basic_buffer& source, basic_buffer& target, view_type open,
-                                      view_type close, IStrMatchCmd<basic_buffer>& cmd, bool drop_unclosed,
-                                      bool keep_double) {
-    IMPL::append_apart(source, target, [&](basic_buffer& made) {
+void buffer_walking<T>::replace_between(const basic_buffer<T>& source, basic_buffer<T>& target,
+                                        std::basic_string_view<T> open, std::basic_string_view<T> close,
+                                        IStrMatchCmd<basic_buffer<T>>& cmd, bool drop_unclosed,
+                                        bool keep_double) {
+    IMPL::append_apart(source, target, [&](basic_buffer<T>& made) {
         if (open.empty()) {
             made.append(source.view());
             return;
@@ -189,26 +191,17 @@ void basic_buffer<T>::replace_between(const basic_buffer& source, basic_buffer& 
 }
 
 template <class T>
-void basic_buffer<T>::replace_between(view_type open, view_type close, IStrMatchCmd<basic_buffer>& cmd,
-                                      bool drop_unclosed, bool keep_double) {
-    if (open.empty() || view().find(open[0]) == npos) return;
-    basic_buffer made;
-    replace_between(*this, made, open, close, cmd, drop_unclosed, keep_double);
-    *this = std::move(made);
+void buffer_walking<T>::replace_between(std::basic_string_view<T> open, std::basic_string_view<T> close,
+                                        IStrMatchCmd<basic_buffer<T>>& cmd, bool drop_unclosed,
+                                        bool keep_double) {
+    if (open.empty() || self().view().find(open[0]) == basic_buffer<T>::npos) return;
+    basic_buffer<T> made;
+    replace_between(self(), made, open, close, cmd, drop_unclosed, keep_double);
+    self() = std::move(made);
 }
 
-#define ORLO_WALKERS(T)                                                                                      \
-    template void basic_buffer<T>::replace_by_cmd(const basic_buffer&, basic_buffer&, T,                     \
-                                                  IStrMatchCmd<basic_buffer>&, bool, bool);                  \
-    template void basic_buffer<T>::replace_by_cmd(T, IStrMatchCmd<basic_buffer>&, bool, bool);               \
-    template void basic_buffer<T>::replace_by_table(T, const str_replacement<basic_buffer>*, bool, bool);    \
-    template void basic_buffer<T>::replace_between(const basic_buffer&, basic_buffer&, view_type, view_type, \
-                                                   IStrMatchCmd<basic_buffer>&, bool, bool);                 \
-    template void basic_buffer<T>::replace_between(view_type, view_type, IStrMatchCmd<basic_buffer>&, bool,  \
-                                                   bool);
-ORLO_WALKERS(char)
-ORLO_WALKERS(wchar_t)
-ORLO_WALKERS(unsigned char)
-#undef ORLO_WALKERS
+template class buffer_walking<char>;
+template class buffer_walking<wchar_t>;
+template class buffer_walking<unsigned char>;
 
 }  // namespace Orlo

@@ -20,6 +20,11 @@ struct BufferStates : testing::Test {};
 using AllUnits = testing::Types<char, wchar_t, unsigned char>;
 TYPED_TEST_SUITE(BufferStates, AllUnits);
 
+template <class T>
+struct TextUnits : testing::Test {};
+using Text = testing::Types<char, wchar_t>;
+TYPED_TEST_SUITE(TextUnits, Text);
+
 }  // namespace
 
 // Every modifying operation, on a text alone and on a copy of one in each state, which never sees it.
@@ -131,6 +136,31 @@ TEST(Buffer, OrderAndEnds) {
     EXPECT_TRUE(text.starts_with("swi") && text.starts_with("") && !text.starts_with("switches"));
     EXPECT_TRUE(text.ends_with("tch") && text.ends_with("") && !text.ends_with("aswitch"));
     EXPECT_TRUE(text.first_in("-s") && !text.first_in("-") && !text.first_in("") && !""_lit.first_in("s"));
+}
+
+// With texts, strings and views of the standard library, literals and pointers, on either side.
+TYPED_TEST(TextUnits, ComparesWithAndAddsToStandardTexts) {
+    using buffer = basic_buffer<TypeParam>;
+    using string = std::basic_string<TypeParam>;
+    const buffer b = twin<TypeParam>("b");
+    const string a = twin<TypeParam>("a").str(), same = b.str();
+    const TypeParam literal[] = {'b', 0};
+    const std::basic_string_view<TypeParam> view = same;
+    EXPECT_TRUE(b == same && same == b && b == view && view == b && b == literal && literal == b);
+    EXPECT_TRUE(b != a && a != b && !(b == a) && !(b != literal) && b != view.substr(1));
+    EXPECT_TRUE(a < b && b > a && b <= view && view >= b && !(b < literal) && !(b <= a) && literal <= b);
+    EXPECT_TRUE((b <=> a) == std::strong_ordering::greater && (b <=> b) == std::strong_ordering::equal);
+
+    const buffer ab = twin<TypeParam>("ab"), bb = twin<TypeParam>("bb");
+    EXPECT_TRUE(a + b == ab && b + same == bb && b + view == bb && b + literal == bb && literal + b == bb);
+    EXPECT_TRUE(TypeParam('a') + b == ab && b + TypeParam('b') == bb && b + b == bb && b == literal);
+    buffer sum;
+    sum += b, sum += view, sum += TypeParam('a'), sum += literal;
+    EXPECT_EQ(untwin(sum), "bbab");
+    const TypeParam* const block = sum.data();
+    sum = std::move(sum) + b;
+    EXPECT_EQ(sum.data(), block) << "the block of a temporary is used on";
+    EXPECT_EQ(std::hash<buffer>()(b), std::hash<string>()(same));
 }
 
 TEST(Buffer, StreamInsertionHonoursWidthFillAndSide) {

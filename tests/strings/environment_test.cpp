@@ -58,9 +58,9 @@ TEST(EnvRefs, GrowthIsBounded) {
         "  size limit    = 16777216";
     SetEnv("ORLO_TWICE", "$ORLO_TWICE${ORLO_TWICE}" + std::string(200, 'x'));
     stringEx text("a $ORLO_TWICE");
-    EXPECT_FAILURE(ExpandEnvRefs(text), auxExp, 1, too_big);
+    EXPECT_FAILURE(ExpandEnvRefs(text), auxExp, aux_code::references_multiply, too_big);
     EXPECT_EQ(untwin(text), "a $ORLO_TWICE");
-    EXPECT_FAILURE(expanded<wchar_t>("$ORLO_TWICE"), auxExp, 1, too_big);
+    EXPECT_FAILURE(expanded<wchar_t>("$ORLO_TWICE"), auxExp, aux_code::references_multiply, too_big);
 
     // what a text says often, and what one value says once of many others, is no multiplication
     const std::string megabyte(1 << 20, 'x');
@@ -80,7 +80,7 @@ TEST(EnvRefs, GrowthIsBounded) {
     SetEnv("O_ALL", often);
     EXPECT_EQ(expanded<char>("$O_ALL"), std::string(17 << 20, 'x'));
     SetEnv("O_ALL", often + "${O_H}${ORLO_TWICE}");
-    EXPECT_FAILURE(expanded<char>("$O_ALL"), auxExp, 1, too_big);
+    EXPECT_FAILURE(expanded<char>("$O_ALL"), auxExp, aux_code::references_multiply, too_big);
     for (int i = 0; i < 20; ++i)
         UnsetEnv("O_PART" + std::to_string(i));
     UnsetEnv("ORLO_TWICE");
@@ -102,10 +102,10 @@ TEST(Environment, NamesAndValues) {
     EXPECT_TRUE(GetEnv("ORLO_VALUE").empty());
     const std::string_view cut("x\0y", 3);
     for (const std::string_view name : {std::string_view(), std::string_view("A=B"), cut}) {
-        EXPECT_FAILURE(SetEnv(name, "x"), auxExp, 2, "SetEnv - invalid argument");
-        EXPECT_FAILURE(UnsetEnv(name), auxExp, 2, "UnsetEnv - invalid argument");
+        EXPECT_FAILURE(SetEnv(name, "x"), auxExp, aux_code::env_argument, "SetEnv - invalid argument");
+        EXPECT_FAILURE(UnsetEnv(name), auxExp, aux_code::env_argument, "UnsetEnv - invalid argument");
     }
-    EXPECT_FAILURE(SetEnv("A", cut), auxExp, 2, "SetEnv - invalid argument");
+    EXPECT_FAILURE(SetEnv("A", cut), auxExp, aux_code::env_argument, "SetEnv - invalid argument");
 }
 
 TEST(Environment, WideTextPassesThroughTheDefaultEncoding) {

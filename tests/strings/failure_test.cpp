@@ -42,6 +42,7 @@ struct fails_at_the_end {
 TEST(Failure, LaysOutEachKindOfValue) {
     const rootExp inner = caught([] { ALL_KINDS.raise({"/x"_lit, std::int64_t{-3}, system_error{EIO}}); });
     EXPECT_EQ(inner.code(), 9);
+    EXPECT_EQ(inner.error_number(), EIO);
     EXPECT_EQ(inner.message(),
               "Thing::Do - failed\n  path       = /x\n  count      = -3\n"
               "  error code = 5\n  error desc = the disk is on fire");
@@ -49,10 +50,14 @@ TEST(Failure, LaysOutEachKindOfValue) {
     constexpr failure<dirExp> outer = {{.code = 2, .head = "Outer\n", .keys = {"  of = "}, .tail = "\n"}};
     const rootExp both = caught([&] { outer.raise({"a", wrapped{inner}}); });
     EXPECT_EQ(both.message(), stringEx("Outer\n  of = a\n@ ").append(inner.message()).append('\n'));
+    EXPECT_EQ(both.error_number(), EIO);
+    const auto mixed = caught([&] { ALL_KINDS.raise({wrapped{inner}, "a", 1, system_error{ENOENT}}); });
+    EXPECT_EQ(mixed.error_number(), ENOENT) << "its own error goes before the inner one";
     EXPECT_EQ(system_error_text(ENOSPC, SENTENCES), "unexpect system error: No space left on device");
 
     constexpr failure<dirExp> constant = {{.code = 2, .head = "Thing::Do - nothing to do"}};
-    EXPECT_TRUE(caught([&] { constant.raise(); }).message().is_borrowed());
+    const auto plain = caught([&] { constant.raise(); });
+    EXPECT_TRUE(plain.message().is_borrowed() && plain.error_number() == 0);
 }
 
 // A client that catches a class of the tree gets all that lies below it, and nothing else.

@@ -107,6 +107,7 @@ TEST(Format, CutsAtTheGivenLength) {
 
 // On both sides of what is printed at once, with the arguments inside the text and with an error for "%m".
 TEST(Format, ArgumentsMayBeTheTextItself) {
+    const std::string error_format = "%m";
     for (const std::size_t length : {3, 509, 510, 511, 512, 5000}) {
         const std::string plain(length, 'p'), expected = "<" + plain + ">";
         stringEx text(plain);
@@ -118,7 +119,7 @@ TEST(Format, ArgumentsMayBeTheTextItself) {
         wide.format(wide.npos, L"%ls", wide.c_str() + length);
         EXPECT_TRUE(untwin(text) == "<" + plain && untwin(wide) == expected) << length;
         errno = ENOENT;
-        text.format(length, "%m");
+        text.format(length, error_format.c_str(), 0);
         EXPECT_EQ(untwin(text), std::string("No such file or directory").substr(0, length));
     }
 }

@@ -2,87 +2,103 @@
 
 #include <cstdint>
 
+#include "orlo/export.h"
 #include "orlo/strings/buffer.h"
 
 namespace Orlo {
 
-/// The root of all failures of the library: a message and a code.
+/// The root of all failures of the library: a message, a code and the system's error number.
 ///
-/// Thrown by value, caught by reference. It is not derived from `std::exception`. The message is one constant
-/// line ("CDir::Open - nothing to open"), or a first line and diagnostic lines `key = value`; an outer
-/// operation that wraps an inner failure adds a line that begins "@ " and holds the inner message. The code
-/// numbers the failures of one class and has no meaning across classes.
-class rootExp {
+/// It is thrown by value and caught by reference, and is not derived from `std::exception`. The message is one
+/// constant line ("CDir::Open - nothing to open"), or a first line and diagnostic lines `key = value`; an outer
+/// operation that wraps an inner failure adds a line that begins with "@ " and holds the inner message. The
+/// code numbers the failures of one class and has no meaning across classes: the header of each class that
+/// throws names its codes in a namespace (`dir_code` for `dirExp`).
+///
+/// ```cpp
+/// try {
+///     throw dirExp("CDir::Open - nothing to open"_lit, 2);
+/// } catch (const ioExp& failure) {
+///     const bool gone = failure.error_number() == 2;       // ENOENT
+///     const stringEx line = failure.message() + (gone ? ", it is gone" : "");
+/// }
+/// ```
+class ORLO_API rootExp {
 public:
-    rootExp(stringEx message, std::int32_t code) noexcept : message_(std::move(message)), code_(code) {}
+    rootExp(stringEx message, std::int32_t code, int error_number = 0) noexcept
+        : message_(std::move(message)), code_(code), error_number_(error_number) {}
     rootExp(const rootExp&) noexcept = default;
     rootExp& operator=(const rootExp&) = default;
     virtual ~rootExp();
 
     /// The full text; shares its block with the exception.
-    const stringEx& message() const noexcept { return message_; }
+    [[nodiscard]] const stringEx& message() const noexcept { return message_; }
     /// The failure's number within its class.
-    std::int32_t code() const noexcept { return code_; }
+    [[nodiscard]] std::int32_t code() const noexcept { return code_; }
+    /// The `errno` of the system call that failed, here or in the failure that this one wraps; 0 if it was
+    /// none.
+    [[nodiscard]] int error_number() const noexcept { return error_number_; }
 
 private:
     stringEx message_;
     std::int32_t code_;
+    int error_number_;
 };
 
 // The tree. A class adds nothing to its base but its place.
 
 /// Everything but the root: what clients catch to mean "any failure of the library".
-struct utilExp : rootExp {
+struct ORLO_API utilExp : rootExp {
     using rootExp::rootExp;
 };
 
 /// Input and output.
-struct ioExp : utilExp {
+struct ORLO_API ioExp : utilExp {
     using utilExp::utilExp;
 };
 /// The tagged binary serialisation.
-struct isxfExp : ioExp {
+struct ORLO_API isxfExp : ioExp {
     using ioExp::ioExp;
 };
 /// Directories and paths: `CDir`, `PosixReadDir`, `PosixStat`.
-struct dirExp : ioExp {
+struct ORLO_API dirExp : ioExp {
     using ioExp::ioExp;
 };
 /// Files of any kind.
-struct fileExp : ioExp {
+struct ORLO_API fileExp : ioExp {
     using ioExp::ioExp;
 };
 /// `CSysFile`.
-struct sysfileExp : fileExp {
+struct ORLO_API sysfileExp : fileExp {
     using fileExp::fileExp;
 };
 /// `CPipe`.
-struct pipeExp : sysfileExp {
+struct ORLO_API pipeExp : sysfileExp {
     using sysfileExp::sysfileExp;
 };
 /// `CFileMapping`.
-struct fmppExp : fileExp {
+struct ORLO_API fmppExp : fileExp {
     using fileExp::fileExp;
 };
 /// `CCFile`.
-struct cfileExp : fileExp {
+struct ORLO_API cfileExp : fileExp {
     using fileExp::fileExp;
 };
 /// `CShMem`.
-struct shmemExp : ioExp {
+struct ORLO_API shmemExp : ioExp {
     using ioExp::ioExp;
 };
 
 /// Helpers.
-struct auxExp : utilExp {
+struct ORLO_API auxExp : utilExp {
     using utilExp::utilExp;
 };
 /// `CCsvParser`, `CJsonParser`.
-struct csvExp : auxExp {
+struct ORLO_API csvExp : auxExp {
     using auxExp::auxExp;
 };
 /// Logging.
-struct logExp : auxExp {
+struct ORLO_API logExp : auxExp {
     using auxExp::auxExp;
 };
 
@@ -92,64 +108,64 @@ struct regexExp : auxExp {
 };
 
 /// System services.
-struct syssrvExp : utilExp {
+struct ORLO_API syssrvExp : utilExp {
     using utilExp::utilExp;
 };
 /// `CProcess`.
-struct procExp : syssrvExp {
+struct ORLO_API procExp : syssrvExp {
     using syssrvExp::syssrvExp;
 };
 /// `CFakeRegistry`.
-struct regExp : syssrvExp {
+struct ORLO_API regExp : syssrvExp {
     using syssrvExp::syssrvExp;
 };
 /// `CTlsSlot`.
-struct tlsExp : syssrvExp {
+struct ORLO_API tlsExp : syssrvExp {
     using syssrvExp::syssrvExp;
 };
 /// `CDllLoader`.
-struct dlllExp : syssrvExp {
+struct ORLO_API dlllExp : syssrvExp {
     using syssrvExp::syssrvExp;
 };
 /// `TThread`.
-struct threadExp : syssrvExp {
+struct ORLO_API threadExp : syssrvExp {
     using syssrvExp::syssrvExp;
 };
 /// `CTime`.
-struct timeExp : syssrvExp {
+struct ORLO_API timeExp : syssrvExp {
     using syssrvExp::syssrvExp;
 };
 /// `TTextConv`.
-struct tconvExp : syssrvExp {
+struct ORLO_API tconvExp : syssrvExp {
     using syssrvExp::syssrvExp;
 };
 /// `CTextLibIConv`.
-struct libiconvExp : tconvExp {
+struct ORLO_API libiconvExp : tconvExp {
     using tconvExp::tconvExp;
 };
 /// `CTextLibIcu`.
-struct libicuExp : tconvExp {
+struct ORLO_API libicuExp : tconvExp {
     using tconvExp::tconvExp;
 };
 
 /// Synchronisation.
-struct syncExp : utilExp {
+struct ORLO_API syncExp : utilExp {
     using utilExp::utilExp;
 };
 /// Reader/writer locks.
-struct rwlExp : syncExp {
+struct ORLO_API rwlExp : syncExp {
     using syncExp::syncExp;
 };
 /// `CEvent`, `CProcEvent`.
-struct eventExp : syncExp {
+struct ORLO_API eventExp : syncExp {
     using syncExp::syncExp;
 };
 /// `CMutex`, `CProcMutex`.
-struct mutexExp : syncExp {
+struct ORLO_API mutexExp : syncExp {
     using syncExp::syncExp;
 };
 /// `CSem`, `CProcSem`.
-struct semExp : syncExp {
+struct ORLO_API semExp : syncExp {
     using syncExp::syncExp;
 };
 
