@@ -5,6 +5,7 @@
 #include <tuple>
 #include <vector>
 
+#include "strings/decimal.h"
 #include "strings/twins.h"
 
 using namespace Orlo;
@@ -107,4 +108,17 @@ TEST(NumberText, Table) {
 TEST(NumberText, ValuesOfEverySize) {
     for (std::uint64_t value = ALL_ONES; value != 0; value -= value / 50 + 1)
         ASSERT_EQ(untwin(stringEx().assign_number(value)), std::to_string(value));
+}
+
+// At each change of length: as many digits as there are, and as many as are asked for.
+TEST(NumberText, DecimalWidths) {
+    for (std::uint64_t power = 1; power < TOP_BIT / 10; power *= 10) {
+        for (const std::uint64_t value : {power, power * 10 - 1}) {
+            char room[IMPL::LONGEST_NUMBER];
+            const std::string plain = std::to_string(value), zeros(18 - plain.size(), '0');
+            const auto negative = -static_cast<std::int64_t>(value);
+            EXPECT_EQ(std::string(room, IMPL::put_natural(room, value)), plain);
+            EXPECT_EQ(std::string(room, IMPL::put_number(room, negative, 19)), "-" + zeros + plain);
+        }
+    }
 }
