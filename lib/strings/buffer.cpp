@@ -81,7 +81,7 @@ void basic_buffer<T>::assign_exact(const T* text, std::size_t count) {
     terminate();
 }
 
-/// Exchanges a block that others see for one of exactly size + 1 elements. Owned blocks are let alone.
+/// Exchanges a block that others see for one of exactly size + 1 elements. An owned block stays.
 template <class T>
 void basic_buffer<T>::make_private() {
     if (data_ != nullptr && !refs_.unique()) move_to_new_block(size_ + 1, size_);

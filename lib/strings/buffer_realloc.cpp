@@ -35,7 +35,7 @@ growth choose_growth(std::size_t usable, std::size_t wanted, std::size_t used,
 }
 
 bool runs_with_tcmalloc() noexcept {
-    static std::atomic<int> answer{0};  // 0 not yet looked at, 1 yes, -1 no
+    static std::atomic<int> answer{0};  // 0 not known yet, 1 yes, -1 no
     int known = answer.load(std::memory_order_relaxed);
     if (known == 0) {
         const char* const preloaded = std::getenv("LD_PRELOAD");

@@ -13,11 +13,11 @@ enum class growth {
 };
 
 /// The choice for a block of `usable` bytes, `used` of them in use, that must hold `wanted`. `with_tcmalloc`
-/// is asked only where the answer matters.
+/// is called only where its answer matters.
 growth choose_growth(std::size_t usable, std::size_t wanted, std::size_t used,
                      bool (*with_tcmalloc)() noexcept) noexcept;
 
-/// True if this process runs under a preloaded thread-caching allocator. Looked up once.
+/// True if this process runs under a preloaded thread-caching allocator. The environment is read once.
 bool runs_with_tcmalloc() noexcept;
 
 /// Makes `block` (from `malloc`, or null) at least `new_size` bytes long and keeps its first `used_bytes`.

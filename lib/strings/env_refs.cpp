@@ -74,11 +74,11 @@ private:
     std::uint64_t multiplied_ = 0;
 };
 
-/// `$NAME`: the name is what its characters make of the text behind the sign.
+/// `$NAME`: the name is the longest run of its characters after the sign.
 template <class S>
 class CEnvStrAbbrMatchCmd final : public IStrMatchCmd<S> {
 public:
-    explicit CEnvStrAbbrMatchCmd(variable_reader<S>& reader) : reader_(reader) { reader.begin_walk(); }
+    explicit CEnvStrAbbrMatchCmd(variable_reader<S>& reader) : m_reader(reader) { reader.begin_walk(); }
 
     std::int32_t Match(const S& key, S& out) override {
         const auto in_name = [](auto c) {
@@ -86,39 +86,39 @@ public:
         };
         const auto* const end = std::find_if_not(key.begin(), key.end(), in_name);
         const S name = key.substr_view(0, static_cast<std::size_t>(end - key.begin()));
-        if (!reader_.read(name, out)) return MATCH_NONE;
-        replaced_ = true;
-        matchedLen_ = name.size();
+        if (!m_reader.read(name, out)) return MATCH_NONE;
+        m_replaced = true;
+        m_matchedLen = name.size();
         return MATCH_REPLACE;
     }
 
-    std::uint64_t GetMatchedLen() const override { return matchedLen_; }
-    bool replaced() const noexcept { return replaced_; }
+    std::uint64_t GetMatchedLen() const override { return m_matchedLen; }
+    bool Replaced() const noexcept { return m_replaced; }
 
 private:
-    variable_reader<S>& reader_;
-    bool replaced_ = false;
-    std::uint64_t matchedLen_ = 0;
+    variable_reader<S>& m_reader;
+    bool m_replaced = false;
+    std::uint64_t m_matchedLen = 0;
 };
 
 /// `${NAME}`: the name is all that stands between.
 template <class S>
 class CEnvStrRegularMatchCmd final : public IStrMatchCmd<S> {
 public:
-    explicit CEnvStrRegularMatchCmd(variable_reader<S>& reader) : reader_(reader) { reader.begin_walk(); }
+    explicit CEnvStrRegularMatchCmd(variable_reader<S>& reader) : m_reader(reader) { reader.begin_walk(); }
 
     std::int32_t Match(const S& key, S& out) override {
-        if (!reader_.read(key, out)) return MATCH_NONE;
-        replaced_ = true;
+        if (!m_reader.read(key, out)) return MATCH_NONE;
+        m_replaced = true;
         return MATCH_REPLACE;
     }
 
     std::uint64_t GetMatchedLen() const override { return 0; }
-    bool replaced() const noexcept { return replaced_; }
+    bool Replaced() const noexcept { return m_replaced; }
 
 private:
-    variable_reader<S>& reader_;
-    bool replaced_ = false;
+    variable_reader<S>& m_reader;
+    bool m_replaced = false;
 };
 
 template <class T>
@@ -131,7 +131,7 @@ void expand(basic_buffer<T>& text, std::uint32_t depth) {
         work.replace_by_cmd(T('$'), abbreviated, false, true);
         CEnvStrRegularMatchCmd<basic_buffer<T>> regular(reader);
         work.replace_between(ORLO_LITERAL(T, "${"), ORLO_LITERAL(T, "}"), regular, true, true);
-        if (depth >= LAST_DEPTH || !(abbreviated.replaced() || regular.replaced())) break;
+        if (depth >= LAST_DEPTH || !(abbreviated.Replaced() || regular.Replaced())) break;
     }
     work.replace_all(ORLO_LITERAL(T, "$$"), ORLO_LITERAL(T, "$"));
     text = std::move(work);

@@ -69,35 +69,35 @@ void buffer_escaping<T>::json_restore_append_to(basic_buffer<T>& target) const {
     class CJsonRestorer final : public IStrMatchCmd<basic_buffer<T>> {
     public:
         std::int32_t Match(const basic_buffer<T>& key, basic_buffer<T>& out) override {
-            if (key[0] == T('u')) return MatchUnicode(key.view(), out);
-            const std::size_t known = letters_.view().find(key[0]);
+            if (key[0] == T('u')) return _MatchUnicode(key.view(), out);
+            const std::size_t known = m_letters.view().find(key[0]);
             if (known == basic_buffer<T>::npos) return MATCH_NONE;
-            out.append(units_[known]);
-            matchedLen_ = 1;
+            out.append(m_units[known]);
+            m_matchedLen = 1;
             return MATCH_REPLACE;
         }
 
-        std::uint64_t GetMatchedLen() const override { return matchedLen_; }
+        std::uint64_t GetMatchedLen() const override { return m_matchedLen; }
 
     private:
-        std::int32_t MatchUnicode(std::basic_string_view<T> key, basic_buffer<T>& out) {
+        std::int32_t _MatchUnicode(std::basic_string_view<T> key, basic_buffer<T>& out) {
             char32_t point = read_unicode(key);
-            matchedLen_ = UNICODE_LENGTH;
+            m_matchedLen = UNICODE_LENGTH;
             if (point >= HIGH_HALF && point < LOW_HALF && key.size() >= PAIR_LENGTH &&
                 key[UNICODE_LENGTH] == T('\\')) {
                 const char32_t low = read_unicode(key.substr(UNICODE_LENGTH + 1));
                 if (low < LOW_HALF || low >= HALVES_END) return MATCH_NONE;
                 point = 0x10000 + ((point - HIGH_HALF) << 10) + (low - LOW_HALF);
-                matchedLen_ = PAIR_LENGTH;
+                m_matchedLen = PAIR_LENGTH;
             }
             if (point == NO_POINT || (point >= HIGH_HALF && point < HALVES_END)) return MATCH_NONE;
             IMPL::append_code_point(out, point);
             return MATCH_REPLACE;
         }
 
-        const basic_buffer<T> letters_ = basic_buffer<T>::borrow(LETTERS<T>);
-        const basic_buffer<T> units_ = basic_buffer<T>::borrow(UNITS<T>);
-        std::uint64_t matchedLen_ = 1;
+        const basic_buffer<T> m_letters = basic_buffer<T>::borrow(LETTERS<T>);
+        const basic_buffer<T> m_units = basic_buffer<T>::borrow(UNITS<T>);
+        std::uint64_t m_matchedLen = 1;
     };
 
     CJsonRestorer cmd;

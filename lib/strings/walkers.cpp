@@ -130,23 +130,23 @@ private:
 template <class S>
 class CTableMatchCmd final : public IStrMatchCmd<S> {
 public:
-    explicit CTableMatchCmd(const str_replacement<S>* table) : table_(table) {}
+    explicit CTableMatchCmd(const str_replacement<S>* table) : m_table(table) {}
 
     std::int32_t Match(const S& key, S& out) override {
-        for (const str_replacement<S>* row = table_; !row->key.empty() || !row->value.empty(); ++row) {
+        for (const str_replacement<S>* row = m_table; !row->key.empty() || !row->value.empty(); ++row) {
             if (!key.starts_with(row->key)) continue;
             out = row->value;
-            matchedLen_ = row->key.size();
+            m_matchedLen = row->key.size();
             return MATCH_REPLACE;
         }
         return MATCH_NONE;
     }
 
-    std::uint64_t GetMatchedLen() const override { return matchedLen_; }
+    std::uint64_t GetMatchedLen() const override { return m_matchedLen; }
 
 private:
-    const str_replacement<S>* table_;
-    std::uint64_t matchedLen_ = 0;
+    const str_replacement<S>* m_table;
+    std::uint64_t m_matchedLen = 0;
 };
 
 }  // namespace

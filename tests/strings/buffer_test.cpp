@@ -190,6 +190,16 @@ TEST(BufferRealloc, ChoosesByUsableWantedAndUsed) {
     }
 }
 
+// A middle-sized block of which little is used: the used part is copied into a fresh one.
+TEST(BufferRealloc, AFreshBlockHoldsTheOldContent) {
+    stringEx text("what is in use");
+    text.reserve_for_write(100000);
+    const char* const old = text.data();
+    text.reserve_for_write(600000);
+    EXPECT_NE(text.data(), old);
+    EXPECT_EQ(text, "what is in use");
+}
+
 // Random edits against std::string, with copies kept on the side.
 TEST(Buffer, AgreesWithAPlainStringUnderRandomEdits) {
     std::mt19937 random(20);

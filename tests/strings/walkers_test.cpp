@@ -39,7 +39,7 @@ struct letter_cmd : IStrMatchCmd<basic_buffer<T>> {
     std::size_t length = 0;
 };
 
-/// A walk behind each `open`, or, with a `close`, over the stretches between.
+/// A walk over what follows each `open`, or, with a `close`, over the stretches between.
 struct kind {
     std::string open;
     const char* close;
@@ -51,23 +51,23 @@ std::string slow(const kind& k, const std::string& text) {
     const std::size_t at = k.open.empty() ? text.npos : text.find(k.open[0]);
     if (at == text.npos) return text;
     const std::string before = text.substr(0, at), first(1, k.open[0]);
-    std::string behind = text.substr(at + 1);
-    if (behind.empty() && k.close == nullptr) return k.drop ? before : text;
-    if (behind.starts_with(first) && !k.open.starts_with(first + first))
-        return before + (k.keep ? first : "") + first + slow(k, behind.substr(1));
-    if (!text.substr(at).starts_with(k.open)) return before + first + slow(k, behind);
+    std::string after = text.substr(at + 1);
+    if (after.empty() && k.close == nullptr) return k.drop ? before : text;
+    if (after.starts_with(first) && !k.open.starts_with(first + first))
+        return before + (k.keep ? first : "") + first + slow(k, after.substr(1));
+    if (!text.substr(at).starts_with(k.open)) return before + first + slow(k, after);
 
-    behind = text.substr(at + k.open.size());
-    const std::size_t end = k.close != nullptr ? behind.find(k.close) : behind.size();
-    if (end == behind.npos) return k.drop ? before + behind : text;
-    const answer said = decide(behind.substr(0, end));
+    after = text.substr(at + k.open.size());
+    const std::size_t end = k.close != nullptr ? after.find(k.close) : after.size();
+    if (end == after.npos) return k.drop ? before + after : text;
+    const answer said = decide(after.substr(0, end));
     if (said.code < 0 || said.code > 2) return text;
-    if (said.code == 0) return before + k.open + slow(k, behind);
+    if (said.code == 0) return before + k.open + slow(k, after);
     const std::size_t used = k.close != nullptr ? end + strlen(k.close) : std::min(said.length, end);
-    return before + (said.code == 2 ? k.open : "") + said.out + slow(k, behind.substr(used));
+    return before + (said.code == 2 ? k.open : "") + said.out + slow(k, after.substr(used));
 }
 
-/// Walks in place, behind other text, onto itself and from a view into the target.
+/// Walks in place, after other text, onto itself and from a view into the target.
 template <class T>
 void check(const kind& k, const std::string& text, const std::string& expected) {
     using buffer = basic_buffer<T>;

@@ -48,8 +48,8 @@ struct buffer_no_text {};
 /// const stringEx constant = "no allocation"_lit;
 /// ```
 ///
-/// Copying shares the block and counts one owner more; whoever modifies its object first makes sure that
-/// no other owner sees it (copy on write). An object is four words and in one of four states:
+/// Copying shares the block and counts one more owner; an operation that modifies an object first makes
+/// sure that no other owner sees it (copy on write). An object is four words and in one of four states:
 ///
 /// | state    | data                           | counter          | capacity           |
 /// |----------|--------------------------------|------------------|--------------------|

@@ -9,8 +9,16 @@ namespace Orlo {
 ///
 /// The resource itself (a text block, a descriptor, an object) is kept by the class that uses the handle;
 /// `shared_count` only knows how many holders there are. It is one word and does nothing by itself: its
-/// holder calls `share` when it is copied and `release` when it goes, and frees the resource when `release`
-/// says so. A null handle means that nobody counts, and so that nothing will be freed.
+/// holder calls `share` when it is copied and `release` when it is destroyed, and frees the resource when
+/// `release` says so. A null handle means that nobody counts, and so that nothing will be freed.
+///
+/// ```cpp
+/// shared_count owners = shared_count::create(); // one owner
+/// shared_count second = owners;
+/// second.share();                               // two
+/// if (!second.release()) {}                     // one again: nothing to free yet
+/// if (owners.release()) {}                      // none: now free the resource
+/// ```
 ///
 /// Threads: every change of the counter is a sequentially consistent read-modify-write. Two handles on one
 /// cell may be used from two threads; one handle may not.
@@ -19,7 +27,7 @@ public:
     constexpr shared_count() noexcept = default;
 
     /// A new cell of value 1. Throws `std::bad_alloc`.
-    static shared_count create() {
+    [[nodiscard]] static shared_count create() {
         shared_count made;
         made.cell_ = new std::atomic<std::int64_t>(1);
         return made;
@@ -28,7 +36,7 @@ public:
     /// True when a cell is held.
     explicit operator bool() const noexcept { return cell_ != nullptr; }
 
-    /// Counts one owner more; nothing on a null handle.
+    /// Counts one more owner; does nothing on a null handle.
     void share() const noexcept {
         if (cell_ != nullptr) cell_->fetch_add(1);
     }

@@ -12,6 +12,14 @@ namespace Orlo {
 /// The last owner deletes the object through its (virtual) destructor. Where that may throw, so may the
 /// destructor of `shared_ptr`, `reset` and assignment.
 ///
+/// ```cpp
+/// #include "orlo/strings/buffer.h"
+/// auto first = shared_ptr<stringEx>::make("one text, two owners");
+/// shared_ptr<const stringEx> second = first;
+/// first.reset();
+/// if (second->size() > 3) second.reset();       // deletes the text
+/// ```
+///
 /// Threads: two handles on one object may be copied and destroyed from two threads; one handle may not.
 template <class T>
 class shared_ptr {
