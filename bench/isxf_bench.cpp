@@ -219,7 +219,7 @@ std::vector<isxf_bench::Record> messages() {
     return all;
 }
 
-/// Messages one behind the other, each with its length of 4 bytes in front. Returns the bytes used.
+/// Messages one after the other, each with its length of 4 bytes in front. Returns the bytes used.
 std::size_t put_messages(benchmark::State& state, const std::vector<isxf_bench::Record>& all,
                          std::vector<std::uint8_t>& bytes) {
     std::size_t at = 0;

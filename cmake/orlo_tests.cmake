@@ -23,7 +23,7 @@ target_compile_options(orlo_test_support PUBLIC
     $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-zero-variadic-macro-arguments>)
 target_link_libraries(orlo_test_support PUBLIC GTest::gtest Threads::Threads)
 
-# Objects, not an archive: the wrapped names are first missed by archives that stand behind it on the link line.
+# Objects, not an archive: the wrapped names are first missed by archives that stand after it on the link line.
 add_library(orlo_test_faults OBJECT "${faults_source}")
 target_link_libraries(orlo_test_faults PRIVATE orlo_test_support orlo_warnings)
 add_library(orlo_test_allocations OBJECT "${allocations_source}")

@@ -1,5 +1,5 @@
 // usage: merge_generate SHAPE FILE
-// Writes one input of the merge bench: CSV with CR LF behind every row, no header, 150 to 250 MB. The same
+// Writes one input of the merge bench: CSV with CR LF after every row, no header, 150 to 250 MB. The same
 // shape gives the same bytes on every machine.
 
 #include <cerrno>

@@ -7,7 +7,7 @@
 namespace Orlo {
 namespace {
 
-/// Moves the paths whose name, the part behind the last "/", matches.
+/// Moves the paths whose name, the part after the last "/", matches.
 void move_matching(std::vector<stringEx>& listed, const CRegEx& expression, std::vector<stringEx>& kept) {
     std::erase_if(listed, [&](const stringEx& path) {
         const std::string_view whole = path;

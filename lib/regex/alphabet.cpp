@@ -162,8 +162,8 @@ void alphabet::split_high(const std::vector<const char_set*>& sets, std::vector<
 }
 
 std::uint32_t alphabet::high_class(std::uint32_t c) const {
-    const auto behind = std::upper_bound(high_begins_.begin(), high_begins_.end(), c);
-    std::size_t index = static_cast<std::size_t>(behind - high_begins_.begin() - 1) << types_.size();
+    const auto after = std::upper_bound(high_begins_.begin(), high_begins_.end(), c);
+    std::size_t index = static_cast<std::size_t>(after - high_begins_.begin() - 1) << types_.size();
     for (std::size_t i = 0; i < types_.size(); ++i)
         if (is_of_type(c, types_[i], true)) index += std::size_t{1} << i;
     return high_classes_[index];

@@ -165,7 +165,7 @@ bool lazy_automaton::cut_at_match() {
     return false;
 }
 
-/// `then_`: what `now_` becomes behind a symbol.
+/// `then_`: what `now_` becomes after a symbol.
 void lazy_automaton::step(std::uint32_t symbol) {
     then_.clear();
     walk_.begin_round();

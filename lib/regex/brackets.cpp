@@ -19,7 +19,7 @@ constexpr const char* INVALID_RANGE = "invalid character range";
 
 }  // namespace
 
-/// Behind "[:", "[." or "[=" (`mark`): up to behind the same mark and "]".
+/// After "[:", "[." or "[=" (`mark`): up to the place after the same mark and "]".
 expression_scanner::bracket_item expression_scanner::read_named(char_set& set, char32_t mark) {
     const std::size_t start = position_;
     const char32_t close[] = {mark, ']'};

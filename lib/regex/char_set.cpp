@@ -187,9 +187,9 @@ std::size_t char_set::hash() const {
 
 bool char_set::has_high(std::uint32_t c, std::uint32_t types) const {
     if ((types & types_) != 0 || (~types & not_types_) != 0) return !negated_;
-    const auto behind = std::upper_bound(ranges_.begin(), ranges_.end(), c,
-                                         [](std::uint32_t x, char_range range) { return x < range.first; });
-    const bool in_range = behind != ranges_.begin() && c <= std::prev(behind)->last;
+    const auto after = std::upper_bound(ranges_.begin(), ranges_.end(), c,
+                                        [](std::uint32_t x, char_range range) { return x < range.first; });
+    const bool in_range = after != ranges_.begin() && c <= std::prev(after)->last;
     return in_range != negated_;
 }
 

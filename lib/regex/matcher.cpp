@@ -90,7 +90,7 @@ bool matcher<T>::exists() {
     return find_end(0, true, match);
 }
 
-/// Reads from a place and sets the end of the match that is found there (`anchored`) or first behind it; its
+/// Reads from a place and sets the end of the match that is found there (`anchored`) or first after it; its
 /// begin, too, if that gets known. `any` is content with the first end that is met.
 template <class T>
 reading_end matcher<T>::read_forward(std::size_t from, bool anchored, bool any, regex_span& match) {

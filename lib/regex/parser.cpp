@@ -220,7 +220,7 @@ void parser::close() {
     can_repeat_ = true;
 }
 
-/// Behind "(".
+/// After "(".
 void parser::read_parenthesis() {
     if (!advanced() || in_.peek() != '?') {
         if (in_.peek() == '?') in_.fail(OPERAND_INVALID);

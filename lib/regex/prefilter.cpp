@@ -64,7 +64,7 @@ public:
         return !matched && reached.size() <= MOST_STATES_A_PLACE;
     }
 
-    /// The sets of the places behind these states.
+    /// The sets of the places after these states.
     std::vector<place_set> read(std::vector<std::uint32_t> states) {
         std::vector<place_set> places;
         std::vector<std::uint32_t> following;

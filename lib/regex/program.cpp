@@ -1,6 +1,6 @@
 // From the tree to the automaton.
 //
-// Every node becomes a stretch of states with one way in and one way out; a parent adds states behind those
+// Every node becomes a stretch of states with one way in and one way out; a parent adds states after those
 // of its children and connects them. The nodes come children first, so that this is one loop:
 //
 //   a*        0 chars a -> 1      1 split -> 0, out          in = 1
@@ -126,7 +126,7 @@ private:
         return {from.begin + by, from.end + by, from.in + by, from.out + by};
     }
 
-    /// x+ is entered at x, x* at the split behind it.
+    /// x+ is entered at x, x* at the split after it.
     fragment make_loop(const fragment& child, bool skips) {
         const std::uint32_t split = add({state_kind::split, 0, child.in, 0});
         connect(child, split);

@@ -24,7 +24,7 @@ public:
     bool at_end() const { return position_ >= text_.size(); }
     std::size_t position() const { return position_; }
     void skip(std::size_t count) { position_ += count; }
-    /// The character `ahead` places from here; 0xFFFFFFFF behind the end.
+    /// The character `ahead` places from here; 0xFFFFFFFF after the end.
     char32_t peek(std::size_t ahead = 0) const {
         return position_ + ahead < text_.size() ? text_[position_ + ahead] : NO_CHARACTER;
     }
@@ -37,12 +37,12 @@ public:
         throw syntax_fault{position, sentence, 3};
     }
 
-    /// Behind a backslash. `opened` is the number of groups so far, which tells a reference of two digits
+    /// After a backslash. `opened` is the number of groups so far, which tells a reference of two digits
     /// from an octal number; in a bracket there are no references.
     escape_meaning read_escape(std::uint32_t opened, bool in_bracket);
     /// The number at this place; at most `most`. The caller has seen a digit.
     std::uint32_t read_count(std::uint32_t most);
-    /// Behind "[": a set, up to behind "]".
+    /// After "[": a set, up to the place after "]".
     char_set read_bracket(bool ignore_case, bool escapes, bool newline_apart);
 
     static bool is_digit(char32_t c) { return c >= '0' && c <= '9'; }

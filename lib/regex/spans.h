@@ -24,7 +24,7 @@ private:
         std::uint32_t node;
         std::size_t begin, end;
     };
-    /// A program state, and what is known about the text behind it. Lists are in order, the best first.
+    /// A program state, and what is known about the text after it. Lists are in order, the best first.
     struct thread {
         std::uint32_t state;
         std::uint32_t label;

@@ -168,7 +168,7 @@ constexpr auto PACKING = [] {
 }();
 
 // By the high half of a lead byte: how far its lane is shifted to the left, which drops the mark of the
-// length, and to the right, which drops the bytes behind the character.
+// length, and to the right, which drops the bytes after the character.
 constexpr bytes16 SHIFT_LEFT = {7, 7, 7, 7, 7, 7, 7, 7, 0, 0, 0, 0, 9, 9, 10, 11};
 constexpr bytes16 SHIFT_RIGHT = {25, 25, 25, 25, 25, 25, 25, 25, 0, 0, 0, 0, 21, 21, 16, 11};
 

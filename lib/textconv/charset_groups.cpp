@@ -7,7 +7,7 @@ namespace {
 
 struct group_text {
     std::string_view name;
-    /// The encodings, each with one blank behind it.
+    /// The encodings, each with one blank after it.
     std::string_view encodings;
 };
 

@@ -5,7 +5,7 @@
 // ARMSCII-8 has the number of ANSI-Turkish, ISO-8859-10 and -14 those of ISO-8859-4 and -1, and
 // "Multlingual" is how it is spelt.
 //
-// Behind the flag of right-to-left stand the names by which iconv and ICU know a row that they do not know by
+// After the flag of right-to-left stand the names by which iconv and ICU know a row that they do not know by
 // its own. Rows that neither knows under any name have none.
 
 #include "textconv/encoding_table.h"

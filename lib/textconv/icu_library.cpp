@@ -43,7 +43,7 @@ struct found_library {
     std::unique_ptr<CDllLoader> loader;
     /// True if the process had it already.
     bool had_before = false;
-    /// Behind the names of its functions; empty if that is still to be found out.
+    /// What stands after the names of its functions; empty until that has been found out.
     stringEx suffix;
 };
 

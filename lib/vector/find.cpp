@@ -5,7 +5,7 @@
 //
 //   c -> 1, d -> 2      a -> 1, o -> 2      t -> 1, g -> 2        "cog": 1 & 2 & 2 = 0
 //
-// With AVX2 32 begins are looked at together. A register cannot look up 256 entries, so the halves of a byte
+// With AVX2 32 begins are examined together. A register cannot look up 256 entries, so the halves of a byte
 // are looked up apart, 16 entries each: a byte can be there only if both halves can. That finds somewhat too
 // much, and what it finds is checked with the full tables. Costs about three loads and six look-ups for 32
 // bytes. If all texts have the same byte at their rarest place, only that byte is looked for, which costs one

@@ -14,7 +14,7 @@ public:
     static constexpr std::size_t most_places = 3;
     static constexpr std::size_t most_texts = 8;
 
-    /// Begins anew, for texts of which the bytes at these offsets are looked at, the rarest first; `places` is at
+    /// Begins anew, for texts of which the bytes at these offsets are examined, the rarest first; `places` is at
     /// least 1.
     void reset(const std::size_t* offsets, std::size_t places);
     /// Text number `text` may have `byte` at place number `place`.

@@ -22,7 +22,7 @@ struct operation {
     std::uint64_t number = 0;  ///< the capacity, the bytes to skip, the bound
 };
 
-/// What came of an operation: the bytes of the value, or of the failure's text behind "! " and its code.
+/// What came of an operation: the bytes of the value, or of the failure's text after "! " and its code.
 using outcome = std::string;
 
 template <class T>

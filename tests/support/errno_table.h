@@ -12,7 +12,7 @@ namespace testing_support {
 
 /// Lets a call fail with an error and with one that no table knows, and checks what the operation over it
 /// says: `text`, then `keys` with the error's number for "#", then the sentence. Interrupts the call at last
-/// by three signals, behind which the operation succeeds.
+/// by three signals, after which the operation succeeds.
 template <class Exp>
 void expect_sentence(const char* call, std::int32_t code, const std::function<void()>& run,
                      const std::string& text, int error, const char* sentence,

@@ -6,7 +6,7 @@
 /// cmake/wrapped_calls.cmake; a call is named by its function ("read"). Safe from several threads.
 namespace testing_support::faults {
 
-/// The call behind `new (std::nothrow)`.
+/// The call that `new (std::nothrow)` makes.
 inline constexpr std::string_view NOTHROW_NEW = "_ZnwmRKSt9nothrow_t";
 
 /// Lets the next `times` calls fail with `error`, without making them, after letting `skip` pass. A call that

@@ -11,7 +11,7 @@ using Orlo::IMPL::byte_fingerprint;
 
 namespace {
 
-/// Texts of one length, of which some places are looked at.
+/// Texts of one length, of which some places are examined.
 struct fingerprint_case {
     std::vector<std::string> texts;
     std::vector<std::size_t> places;

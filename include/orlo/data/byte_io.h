@@ -69,7 +69,7 @@ public:
     bool IsOpen() const noexcept { return true; }
     bool IsEof() const noexcept { return m_position >= m_buffer->size(); }
 
-    /// Copies at most `size` bytes from the position on and moves it behind them. Returns how many, 0 at the
+    /// Copies at most `size` bytes from the position on and moves it after them. Returns how many, 0 at the
     /// end or past it.
     std::size_t Read(void* buffer, std::size_t size) noexcept {
         const std::size_t left = Left();
@@ -87,7 +87,7 @@ public:
         return place;
     }
 
-    /// Puts `size` bytes at the position, over what is there and past the end, and moves it behind them.
+    /// Puts `size` bytes at the position, over what is there and past the end, and moves it after them.
     /// Returns `size`. `data` may not lie inside the buffer.
     ///
     /// A shared or borrowed buffer is made private first. When the position is past the end and the buffer

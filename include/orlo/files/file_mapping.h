@@ -37,7 +37,7 @@ enum : std::int32_t {
 /// Protections are ACCESS_READ, ACCESS_WRITE, ACCESS_EXECUTE, their sums, and ACCESS_COPY_ON_WRITE, with which
 /// writing changes the view and never the file. Other bits are refused.
 ///
-/// A file that becomes shorter takes the bytes behind its new end with it: a view of them is still there, and
+/// A file that becomes shorter takes the bytes after its new end with it: a view of them is still there, and
 /// whoever touches it gets the signal SIGBUS, which ends the process. Where others may shorten the file ask
 /// `IsIntact` before, and know that it tells about the past.
 ///
@@ -66,7 +66,7 @@ public:
     ~CFileMapping() noexcept(false);
 
     /// Maps `size` bytes from byte `offset` of the file on, at or near `address` if that is given and free.
-    /// Neither has to be aligned. Bytes behind the file's end can be mapped, but not touched. Fails with code
+    /// Neither has to be aligned. Bytes after the file's end can be mapped, but not touched. Fails with code
     /// 2.
     [[nodiscard]] CView CreateView(const std::int64_t& offset, std::uint64_t size, std::uint32_t protection,
                                    void* address = nullptr) const;

@@ -82,14 +82,14 @@ public:
     ///
     /// The first form returns the text. The second puts it into `text`: a block that only `text` holds is used
     /// again, one that is shared is given up. The third copies it to `buffer`, without a terminator, and
-    /// returns how many characters or bytes came; it throws `isxf_code::overflow`, behind the length and in
+    /// returns how many characters or bytes came; it throws `isxf_code::overflow`, after the length and in
     /// front of the text, exactly when `buffer` is too small.
     ///
     /// The fourth form is an old one that is kept for those who know it. With a null `buffer` it skips the text
     /// and returns 0. Otherwise its test is the wrong way round: it throws `isxf_code::overflow` when
     /// `capacity` (in bytes: four a wide character) is at least the length in bytes, and reads when it is
     /// smaller. It then writes the whole text and, but for a blob, a terminator, past the end of a buffer that
-    /// has no more than `capacity`: the memory behind it is overwritten with what the stream holds. For
+    /// has no more than `capacity`: the memory after it is overwritten with what the stream holds. For
     /// `Void` it stores a terminator if `capacity` is not 0. Take one of the other forms.
 #define ORLO_ISXF_GET(NAME, TAG, TYPE)                                      \
     [[nodiscard]] TYPE Get##NAME() {                                        \

@@ -14,7 +14,7 @@
 
 namespace Orlo {
 
-/// Puts items on a sink, one behind the other; docs/isxf.md shows their bytes.
+/// Puts items on a sink, one after the other; docs/isxf.md shows their bytes.
 ///
 /// ```cpp
 /// byteEx bytes;

@@ -38,7 +38,7 @@
 //
 // Time is at most the text's length times the expression's, memory limited and the stack's depth fixed,
 // whatever the expression and the text. Expressions with references are the exception: they have a budget of
-// steps, behind which they fail.
+// steps, after which they fail.
 
 namespace Orlo {
 

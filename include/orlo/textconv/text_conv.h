@@ -134,7 +134,7 @@ public:
     /// The converter of the default encoding, one for the process, made at the first call. Never fails: where
     /// no converter can be made it is a plain `TTextConv`.
     static TTextConv& GetDefault();
-    /// The name of the default encoding: of `ORLO_DEFAULT_MBCS`, or behind the "." of the first locale variable
+    /// The name of the default encoding: of `ORLO_DEFAULT_MBCS`, or after the "." of the first locale variable
     /// that has one; "ASCII" otherwise.
     static stringEx GetDefaultEncoding();
     /// The name of the locale ("de_DE"), of `LANG`, `LC_CTYPE` or `LC_ALL`; "en_US" otherwise.
