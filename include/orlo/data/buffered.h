@@ -18,9 +18,7 @@ namespace Orlo {
 // in flight. Failures of the file pass through. Objects cannot be copied. Threads: one object belongs to one
 // thread at a time.
 
-namespace IMPL {
-
-/// What both directions have: the file, the buffer's size, its bytes, and a view of them.
+/// What both directions have, and no class to use by itself: the file, the buffer's size, its bytes, and a view of them.
 template <class Interface, class File>
 class buffered_file : public Interface {
 public:
@@ -48,8 +46,6 @@ protected:
     mutable CByteIO m_view;
 };
 
-}  // namespace IMPL
-
 /// Reads a file through a buffer.
 ///
 /// ```cpp
@@ -60,11 +56,11 @@ protected:
 /// if (source.Read(mark, sizeof mark) < sizeof mark) return;
 /// ```
 template <class File>
-class CBufferedSeekableSource final : public IMPL::buffered_file<TSeekableSource, File> {
+class CBufferedSeekableSource final : public buffered_file<TSeekableSource, File> {
 public:
     /// Reads `bufferSize` bytes ahead, which are reserved here; with 0 every read goes to the file.
     CBufferedSeekableSource(File file, std::uint64_t bufferSize)
-        : IMPL::buffered_file<TSeekableSource, File>(std::move(file), bufferSize) {}
+        : buffered_file<TSeekableSource, File>(std::move(file), bufferSize) {}
 
     const char* GetDesc() const override { return "Buffered Seekable Data Source"; }
 
@@ -99,10 +95,10 @@ public:
     std::int64_t GetSize() const override { return m_file.GetSize(); }
 
 private:
-    using IMPL::buffered_file<TSeekableSource, File>::m_file;
-    using IMPL::buffered_file<TSeekableSource, File>::m_bufferSize;
-    using IMPL::buffered_file<TSeekableSource, File>::m_store;
-    using IMPL::buffered_file<TSeekableSource, File>::m_view;
+    using buffered_file<TSeekableSource, File>::m_file;
+    using buffered_file<TSeekableSource, File>::m_bufferSize;
+    using buffered_file<TSeekableSource, File>::m_store;
+    using buffered_file<TSeekableSource, File>::m_view;
 
     std::size_t _ReadMore(void* buffer, std::size_t size);
     std::int64_t _Moved(std::int64_t position) noexcept {
@@ -127,11 +123,11 @@ private:
 /// comes later, and the next flush tries it again. So after a failed `Write` of less than the buffer's size
 /// its bytes are in the buffer and need not be given again.
 template <class File>
-class CBufferedSeekableSink final : public IMPL::buffered_file<TSeekableSink, File> {
+class CBufferedSeekableSink final : public buffered_file<TSeekableSink, File> {
 public:
     /// Writes the buffer when it holds `bufferSize` bytes, which are reserved here; with 0 nothing is buffered.
     CBufferedSeekableSink(File file, std::uint64_t bufferSize)
-        : IMPL::buffered_file<TSeekableSink, File>(std::move(file), bufferSize) {}
+        : buffered_file<TSeekableSink, File>(std::move(file), bufferSize) {}
     /// Writes what is buffered. A failure is thrown, unless an exception is in flight: the bytes are lost then.
     ~CBufferedSeekableSink() noexcept(false) override {
         finish_in_destructor([this] {
@@ -181,10 +177,10 @@ public:
     }
 
 private:
-    using IMPL::buffered_file<TSeekableSink, File>::m_file;
-    using IMPL::buffered_file<TSeekableSink, File>::m_bufferSize;
-    using IMPL::buffered_file<TSeekableSink, File>::m_store;
-    using IMPL::buffered_file<TSeekableSink, File>::m_view;
+    using buffered_file<TSeekableSink, File>::m_file;
+    using buffered_file<TSeekableSink, File>::m_bufferSize;
+    using buffered_file<TSeekableSink, File>::m_store;
+    using buffered_file<TSeekableSink, File>::m_view;
 
     void _WriteStore();
     File& _Flushed() {

@@ -62,7 +62,7 @@ private:
 /// #include "orlo/rows/csv_parser.h"
 /// CCsvParser parser("prices.csv");
 /// csv_rows_view rows;
-/// std::int64_t total = 0;
+/// [[maybe_unused]] std::int64_t total = 0;
 /// while (parser.GetNextRows(rows)) {
 ///     for (std::size_t i = 0; i < rows.size(); ++i)
 ///         total += rows[i].size() > 1 ? parse_int64(stringEx::borrow(rows[i][1])) : 0;

@@ -103,7 +103,7 @@ struct ORLO_API logExp : auxExp {
 };
 
 /// `CRegEx`, `CWRegEx`.
-struct regexExp : auxExp {
+struct ORLO_API regexExp : auxExp {
     using auxExp::auxExp;
 };
 
