@@ -74,7 +74,7 @@ struct regex_span {
 };
 
 template <class T>
-class basic_regex_matches;
+class ORLO_API basic_regex_matches;
 
 namespace IMPL {
 class compiled_expression;
