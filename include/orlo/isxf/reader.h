@@ -252,11 +252,15 @@ private:
         return length;
     }
 
-    /// Reads on until `size` bytes have come or no more do; returns how many.
+    /// Reads on until `size` bytes have come or no more do; returns how many. A source is never asked for
+    /// nothing, for which `to` may be null.
     std::size_t _Fill(void* to, std::size_t size) {
-        std::size_t filled = m_pData->Read(to, size);
-        for (std::size_t got = filled; filled < size && got != 0; filled += got)
-            got = m_pData->Read(static_cast<unsigned char*>(to) + filled, size - filled);
+        std::size_t filled = 0;
+        while (filled < size) {
+            const std::size_t got = m_pData->Read(static_cast<unsigned char*>(to) + filled, size - filled);
+            if (got == 0) break;
+            filled += got;
+        }
         return filled;
     }
 
